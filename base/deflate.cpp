@@ -1,0 +1,15 @@
+#include "base/deflate.h"
+
+#include <zlib.h>
+
+namespace corvenna {
+
+Deflated DeflateWithNul(const char *text, std::size_t length, char *output, std::size_t capacity) {
+    auto produced = static_cast<uLongf>(capacity);
+    const int result =
+        compress(reinterpret_cast<Bytef *>(output), &produced,
+                 reinterpret_cast<const Bytef *>(text), static_cast<uLong>(length + 1));
+    return {static_cast<std::size_t>(produced), result == Z_OK};
+}
+
+}  // namespace corvenna

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <cstring>
+
+namespace corvenna {
+
+/// The wire and file format that a format word selects.
+enum class Format { kJson, kXml, kUnknown };
+
+/// Chosen by prefix and case-sensitively: "jsonx" is JSON, "xmlfoo" is XML, "JSON" is neither.
+inline Format FormatOf(const char *word) {
+    if (std::strncmp(word, "json", 4) == 0) {
+        return Format::kJson;
+    }
+    if (std::strncmp(word, "xml", 3) == 0) {
+        return Format::kXml;
+    }
+    return Format::kUnknown;
+}
+
+}  // namespace corvenna

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <ctime>
+#include <optional>
+
+namespace corvenna {
+
+/// Room for "%04d-%02d-%02d %02d:%02d:%02d" with any year that localtime_r can produce.
+struct TimeText {
+    char text[48];
+};
+
+/// Breaks a time down in the process's time zone; nothing when it cannot be broken down.
+std::optional<std::tm> LocalTime(std::time_t time);
+
+/// "2024-03-05 07:08:09".
+TimeText PrintTime(const std::tm &time);
+
+}  // namespace corvenna

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstdarg>
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+
+namespace corvenna {
+
+/// Copies text into a fixed field the way snprintf(field, Limit, "%s") does: at most Limit - 1
+/// characters survive, always NUL-terminated. The limit is behaviour and stands in the call; the
+/// field's size is only its bound.
+template <std::size_t Limit, std::size_t Size>
+void CopyText(char (&field)[Size], const char *text) {
+    static_assert(0 < Limit && Limit <= Size, "the limit must fit the field");
+    std::size_t length = 0;
+    while (length + 1 < Limit && text[length] != '\0') {
+        field[length] = text[length];
+        ++length;
+    }
+    field[length] = '\0';
+}
+
+/// snprintf into a fixed field with a limit of its own, at most Limit - 1 characters.
+template <std::size_t Limit, std::size_t Size>
+__attribute__((format(printf, 2, 3))) void PrintText(char (&field)[Size], const char *format, ...) {
+    static_assert(0 < Limit && Limit <= Size, "the limit must fit the field");
+    va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(field, Limit, format, arguments);
+    va_end(arguments);
+}
+
+/// A decimal number as the configuration means it: leading blanks and a sign are taken, reading
+/// stops at the first other character, text that is no number gives 0.
+inline long Decimal(const char *text) {
+    return std::strtol(text, nullptr, 10);
+}
+
+}  // namespace corvenna

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <libxml/parser.h>
+#include <libxml/tree.h>
+
+#include <memory>
+#include <shared_mutex>
+
+#include "base/handle.h"
+
+namespace corvenna {
+
+// xmlCleanupParser frees state (thread keys, dictionaries, encodings) that any libxml2 call on
+// another thread may be using. Every use of libxml2 in this project therefore happens under an
+// XmlGuard, and the clean-up waits until no guard is held. A guard is never held across a pause,
+// and never taken twice by one thread.
+
+/// Held around every parse, build, save and free.
+class XmlGuard {
+public:
+    XmlGuard();
+
+private:
+    std::shared_lock<std::shared_mutex> lock_;
+};
+
+/// Runs libxml2's global clean-up while no XmlGuard is held anywhere, and makes the library ready
+/// again before anyone goes on. The caller must not hold a guard.
+void CleanUpXml();
+
+/// Owns a document. Resetting or destroying one needs an XmlGuard.
+using XmlDocument = std::unique_ptr<xmlDoc, FreedBy<xmlFreeDoc>>;
+
+/// Owns a text that libxml2 allocated.
+struct FreedByXml {
+    void operator()(xmlChar *text) const { xmlFree(text); }
+};
+using XmlText = std::unique_ptr<xmlChar, FreedByXml>;
+
+inline const xmlChar *ToXml(const char *text) {
+    return reinterpret_cast<const xmlChar *>(text);
+}
+inline const char *FromXml(const xmlChar *text) {
+    return reinterpret_cast<const char *>(text);
+}
+
+/// Whether a node is an element of that name.
+bool IsElement(const xmlNode *node, const char *name);
+
+/// The value of an attribute, "" when it is empty. Points into the document where the value is one
+/// piece of text, which is the rule, and owns a copy otherwise; lives no longer than the document.
+class AttributeText {
+public:
+    explicit AttributeText(const xmlAttr *attribute);
+    const char *Get() const { return text_; }
+
+private:
+    XmlText copy_;
+    const char *text_;
+};
+
+}  // namespace corvenna

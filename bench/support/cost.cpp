@@ -1,0 +1,67 @@
+#include "bench/support/cost.h"
+
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "bench/support/heap.h"
+
+namespace corvenna::bench {
+namespace {
+
+void RunOnce(const Contender &contender, unsigned size, unsigned count) {
+    if (contender.prepare != nullptr) {
+        contender.prepare(size);
+    }
+    HeapUse last{};
+    for (unsigned i = 0; i < count; ++i) {
+        StartHeapCount();
+        contender.run();
+        last = StopHeapCount();
+    }
+    std::printf("allocations %zu peak %zu\n", last.allocations, last.peakBytes);
+}
+
+void RunTimed(int argc, char **argv, unsigned size, std::initializer_list<Contender> contenders) {
+    for (const Contender &contender : contenders) {
+        benchmark::RegisterBenchmark(contender.name, [contender, size](benchmark::State &state) {
+            if (contender.prepare != nullptr) {
+                contender.prepare(size);
+            }
+            for (auto unused : state) {
+                benchmark::DoNotOptimize(unused);
+                contender.run();
+            }
+        });
+    }
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+}
+
+}  // namespace
+
+int CostMain(int argc, char **argv, unsigned size, std::initializer_list<Contender> contenders) {
+    if (argc == 2 && std::strcmp(argv[1], "--list") == 0) {
+        for (const Contender &contender : contenders) {
+            std::puts(contender.name);
+        }
+        return 0;
+    }
+    if (argc == 4 && argv[1][0] != '-') {
+        for (const Contender &contender : contenders) {
+            if (std::strcmp(contender.name, argv[1]) == 0) {
+                RunOnce(contender, static_cast<unsigned>(std::strtoul(argv[2], nullptr, 10)),
+                        static_cast<unsigned>(std::strtoul(argv[3], nullptr, 10)));
+                return 0;
+            }
+        }
+        std::fprintf(stderr, "no contender named %s\n", argv[1]);
+        return 2;
+    }
+    RunTimed(argc, argv, size, contenders);
+    return 0;
+}
+
+}  // namespace corvenna::bench

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <initializer_list>
+
+namespace corvenna::bench {
+
+/// One way of doing the job that a benchmark program measures.
+struct Contender {
+    const char *name;
+    void (*prepare)(unsigned size);  ///< not measured; may be null
+    void (*run)();                   ///< the job, once
+};
+
+/// main of a benchmark program:
+///
+///     PROGRAM                          wall time of every contender, by Google Benchmark
+///     PROGRAM --list                   the contenders' names
+///     PROGRAM CONTENDER SIZE COUNT     prepares for SIZE, does the job COUNT times and prints the
+///                                      heap's part of one job: "allocations N peak BYTES"
+///
+/// bench/measure runs the last form under callgrind with two counts; the difference is the job's
+/// own instructions, without those of start-up and preparation.
+int CostMain(int argc, char **argv, unsigned size, std::initializer_list<Contender> contenders);
+
+}  // namespace corvenna::bench

@@ -1,0 +1,16 @@
+#pragma once
+
+#include <cstddef>
+
+namespace corvenna::bench {
+
+/// What happened on the heap between StartHeapCount and StopHeapCount, on all threads.
+struct HeapUse {
+    std::size_t allocations;  ///< calls of malloc, calloc, realloc and the aligned ones
+    std::size_t peakBytes;    ///< most bytes in use at once, beyond those in use at the start
+};
+
+void StartHeapCount();
+HeapUse StopHeapCount();
+
+}  // namespace corvenna::bench

@@ -1,0 +1,25 @@
+# What a host needs to be built against the plug-in: library, public headers, pkg-config file and
+# CMake package.
+include(CMakePackageConfigHelpers)
+
+install(TARGETS corvenna EXPORT corvennaTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+foreach(header
+        base/export.h
+        plugin/plugin.h plugin/instances.h
+        config/sys_set.h config/sn_set.h config/channel_set.h config/forward_config.h
+        packfile/packfile.h http/frame.h http/http.h http/https.h
+        message/records.h message/pack_memory.h message/parse_memory.h log/log.h)
+    get_filename_component(folder ${header} DIRECTORY)
+    install(FILES ${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/corvenna/${folder})
+endforeach()
+
+configure_file(cmake/corvenna.pc.in corvenna.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/corvenna.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/corvenna)
+install(EXPORT corvennaTargets NAMESPACE corvenna:: DESTINATION ${package_dir})
+configure_package_config_file(cmake/corvennaConfig.cmake.in corvennaConfig.cmake
+    INSTALL_DESTINATION ${package_dir})
+write_basic_package_version_file(corvennaConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/corvennaConfig.cmake
+              ${PROJECT_BINARY_DIR}/corvennaConfigVersion.cmake DESTINATION ${package_dir})

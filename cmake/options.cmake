@@ -1,0 +1,31 @@
+# Compiler settings of the project's own code. Libraries come in as SYSTEM and are not judged by them.
+set(CMAKE_CXX_STANDARD 17)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR})
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR})
+
+find_program(CORVENNA_CCACHE ccache)
+if(CORVENNA_CCACHE)
+    set(CMAKE_CXX_COMPILER_LAUNCHER ${CORVENNA_CCACHE})
+endif()
+
+add_library(corvenna_options INTERFACE)
+target_compile_definitions(corvenna_options INTERFACE _GNU_SOURCE)
+target_compile_options(corvenna_options INTERFACE
+    -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wold-style-cast -Wformat=2 -Werror)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    # -Wpsabi only announces that an old compiler passed some arguments differently.
+    target_compile_options(corvenna_options INTERFACE -Wno-psabi)
+endif()
+
+if(CORVENNA_SANITIZE)
+    add_compile_options(-fsanitize=${CORVENNA_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=${CORVENNA_SANITIZE})
+endif()
+if(CORVENNA_FUZZ)
+    add_compile_options(-fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=all)
+    add_link_options(-fsanitize=address,undefined)
+endif()

@@ -1,0 +1,5 @@
+#include "config/channel_set.h"
+
+CChannelSet::CChannelSet() = default;
+
+CChannelSet::~CChannelSet() = default;

@@ -1,0 +1,103 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+
+#include "base/export.h"
+
+struct _xmlDoc;
+
+#pragma pack(push, 1)
+
+/// One field device, element "Dev" of the channel template.
+struct ST_DEV_ATTR {
+    char DeviceName[128];    ///< display name, at most 126 characters
+    char Name[128];          ///< path of the device's point file, at most 126 characters
+    char Protocol[128];      ///< name of the field protocol, at most 126 characters
+    char Desc[128];          ///< description, at most 126 characters
+    std::uint8_t SlaveId;    ///< address on its channel
+    std::uint8_t GroupNo;    ///< group number
+    std::uint8_t ChannelNo;  ///< channel number
+};
+static_assert(sizeof(ST_DEV_ATTR) == 515);
+
+/// One sample point, element "Node" of a device's point file.
+struct ST_POINTID_ATTR {
+    char Name[128];         ///< at most 126 characters
+    std::uint8_t GroupNo;   ///< channel number of the device
+    std::uint8_t DevId;     ///< slave address of the device
+    std::uint8_t type;      ///< 0 AI, 1 DI, 2 ACC, 3 DO, 4 AO
+    std::uint16_t NodeId;   ///< point number within its type; 0 to 4095 are told apart
+    std::uint32_t db_link;  ///< data id: channel, slave address, point type and number
+    char EUUnits[128];      ///< engineering unit, at most 126 characters
+};
+static_assert(sizeof(ST_POINTID_ATTR) == 265);
+
+#pragma pack(pop)
+
+using MAP_DEV_ATTR = std::map<std::uint16_t, ST_DEV_ATTR>;          ///< by device number
+using MAP_POINTID_ATTR = std::map<std::uint32_t, ST_POINTID_ATTR>;  ///< by data id
+/// channel number → slave address → data id → point
+using MAP_CHANNEL_POINT = std::map<std::uint8_t, std::map<std::uint8_t, MAP_POINTID_ATTR>>;
+
+/// The gateway's catalogue of devices and sample points. Loaded once by Init on the host's thread;
+/// afterwards only read, from any thread and without a lock. Owns its maps and, while one is held,
+/// the parsed template; pointers that it hands out live as long as it.
+class CORVENNA_API CChannelSet {
+public:
+    CChannelSet();
+    ~CChannelSet();
+    CChannelSet(const CChannelSet &) = delete;
+    CChannelSet &operator=(const CChannelSet &) = delete;
+
+    /// Parses a template and loads its devices and their points. Takes at least 100 ms for each
+    /// device and each child of the root.
+    /// @return 0, -1 when the template cannot be parsed or loading fails (logged).
+    int Open(const char *path);
+
+    /// Loads devices and points from the held template.
+    /// @return 0; -1 when there is no document, it is empty or its root is wrong (logged; the
+    ///         document is freed).
+    int LoadNodeFromXml();
+
+    /// Frees the held template; the maps stay.
+    /// @return 0, -1 when no document was held.
+    int Close();
+
+    /// @return 0 when a document is held, -1 when not.
+    int IsOpen() const;
+
+    /// Stores a copy under its device number (ChannelNo * 256 + SlaveId), over an earlier one.
+    /// @return 0.
+    int AddDev(ST_DEV_ATTR dev);
+
+    /// Loads the points of a device from the file that its Name tells.
+    /// @return 0, -1 when the file is not usable (logged).
+    int LoadDevPointAttr(ST_DEV_ATTR dev);
+
+    /// Stores copies in both point maps, over earlier ones with the same data id.
+    /// @return 0.
+    int AddSamplePoint(ST_POINTID_ATTR point);
+
+    /// Finds a device by its number, a point by its data id. *out points into this object.
+    /// @return 0; -1 when out is null, or the key is unknown (printed to standard output).
+    int GetAttr(unsigned short devNo, ST_DEV_ATTR **out);
+    int GetAttr(unsigned int dataId, ST_POINTID_ATTR **out);
+
+    // Hand out this object's own maps; out must not be null.
+    void GetAttr(MAP_CHANNEL_POINT **out);
+    void GetAttr(MAP_DEV_ATTR **out);
+    void GetAttr(MAP_POINTID_ATTR **out);
+
+    // Debug printers to standard output; 0, -1 for a null pointer (printed too).
+    int ShowDevInfo(const ST_DEV_ATTR *dev);
+    int ShowDevInfo(const MAP_DEV_ATTR *devices);
+    int ShowSamplePointInfo(const ST_POINTID_ATTR *point);
+    int ShowSamplePointInfo(const MAP_CHANNEL_POINT *points);
+
+private:
+    _xmlDoc *document_ = nullptr;
+    MAP_CHANNEL_POINT pointsByChannel_;
+    MAP_DEV_ATTR devices_;
+    MAP_POINTID_ATTR pointsById_;
+};

@@ -1,0 +1,5 @@
+#include "config/forward_config.h"
+
+CForwardConfig::CForwardConfig() = default;
+
+CForwardConfig::~CForwardConfig() = default;

@@ -1,0 +1,5 @@
+#include "config/sn_set.h"
+
+CsnSet::CsnSet() = default;
+
+CsnSet::~CsnSet() = default;

@@ -1,0 +1,5 @@
+#include "config/sys_set.h"
+
+CSysSet::CSysSet() = default;
+
+CSysSet::~CSysSet() = default;

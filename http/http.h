@@ -1,0 +1,60 @@
+#pragma once
+
+#include <pthread.h>
+
+#include "base/export.h"
+#include "http/frame.h"
+
+struct down_file_para;
+
+namespace corvenna {
+struct Outcome;
+}
+
+/// The plain HTTP client. Every call makes and frees its own easy handle and blocks until its
+/// transfer ends; calls may come from several threads at once. Requests are borrowed for the call.
+/// Failures are logged at level 4.
+class CORVENNA_API CHttp {
+public:
+    CHttp();
+    ~CHttp();
+    CHttp(const CHttp &) = delete;
+    CHttp &operator=(const CHttp &) = delete;
+
+    /// Runs the operation that the method field names by prefix; blocks up to 90 s.
+    /// @param outcome receives how the exchange ended, when not null.
+    /// @return the operation's result, -1 for another method or a body length over 20,480.
+    int UploadMemoryData(ST_FRAME_MEMORY_UPLOAD *frame, corvenna::Outcome *outcome = nullptr);
+
+    /// @return 0 when the answer was 200 or 201, otherwise -1.
+    int GET_MemoryData(ST_FRAME_MEMORY_UPLOAD *frame);
+    /// @return 0, also for a transfer that failed; -1 only when none could be tried.
+    int POST_MemoryData(ST_FRAME_MEMORY_UPLOAD *frame);
+    /// @return 0 when the answer was 200 or 201, otherwise -1.
+    int PUT_MemoryData(ST_FRAME_MEMORY_UPLOAD *frame);
+    /// @return 0 when the answer was 204, otherwise -1. (The name is spelt so for its callers.)
+    int DELTET_MemoryData(ST_FRAME_MEMORY_UPLOAD *frame);
+
+    /// Sends one produced file. Blocks up to 90 s.
+    /// @param httpCode receives the HTTP status, 0 when no answer came. Must not be null.
+    /// @return 0 for 200, 201 and 426, otherwise -1.
+    int UploadRealDataFile(ST_FRAME_FILE_UPLOAD *frame, int *httpCode);
+    /// @return 0 for 200 and 201, otherwise -1.
+    int UploadAlarmDataFile(ST_FRAME_FILE_UPLOAD *frame);
+
+    /// Downloads to the end of the local file, resuming at its length. No time limit.
+    /// @param file not read.
+    /// @return 0 when the transfer ended well whatever the status, otherwise -1.
+    int GetDownFile(ST_FRAME_FILE_UPLOAD *frame, down_file_para *file);
+
+    /// Reads at most `capacity` bytes of a file; no NUL is appended.
+    /// @return bytes read, -1 when path is null or the file cannot be opened.
+    int ReadJsonDataFile(const char *path, char *buffer, int capacity);
+
+    /// The result area: 385 bytes, the last upload's path from index 1 on. Shared by all callers.
+    char *GetRecvResult() { return result_; }
+
+private:
+    char result_[385];
+    pthread_mutex_t lock_;
+};

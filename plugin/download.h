@@ -1,0 +1,24 @@
+#pragma once
+
+struct down_file_para;
+
+/// Body of the download thread: fetches the list of offered files, announces, downloads, verifies
+/// and installs each, reports its status, and releases down_file_mutex at its end. One at a time.
+/// @return null.
+void *DownFile(void *unused);
+
+/// Reports the status of an offered file: 1 begun, 0 digest mismatch or refused, 2 done.
+/// @return the transport's result, -1 when no body could be built.
+int PutFile(const char *md5, int status);
+
+/// Hands a verified local file on by its type and deletes it.
+/// @return the result of the last deletion.
+int DealDownFile(const down_file_para *file, const char *local);
+
+/// Writes the 32 lower-case hexadecimal digits of a file's MD5 sum into `out` (33 bytes at least);
+/// an empty text when the sum cannot be made. @return out.
+char *getfilemd5(const char *file, char *out);
+
+/// Copies what follows the last "/" of a path (all of it when there is none) into `dst`, which must
+/// have room for it. @return dst.
+char *getlastname(const char *path, char *dst);

@@ -1,0 +1,29 @@
+# corvenna_test(<name> [WRAP <symbol>...] [LIBS <library>...] [TIMEOUT <seconds>] SOURCES <file>...)
+#
+# One test program. Each of its tests runs as a process of its own inside the sandbox, so every test
+# meets fresh single instances and empty /quorvane, /tmp and /media/mmcblk0p1. WRAP names functions
+# whose calls the program replaces at link time (`__wrap_<symbol>`).
+function(corvenna_test name)
+    cmake_parse_arguments(PARSE_ARGV 1 TEST "" "TIMEOUT" "WRAP;LIBS;SOURCES")
+    if(NOT TEST_TIMEOUT)
+        set(TEST_TIMEOUT 120)
+    endif()
+    add_executable(${name} ${TEST_SOURCES})
+    target_link_libraries(${name}
+        PRIVATE corvenna_options corvenna_core corvenna_test_support ${TEST_LIBS} GTest::gmock_main)
+    list(TRANSFORM TEST_WRAP PREPEND "-Wl,--wrap=")
+    target_link_options(${name} PRIVATE ${TEST_WRAP})
+    set_target_properties(${name} PROPERTIES
+        CROSSCOMPILING_EMULATOR
+            "${PROJECT_SOURCE_DIR}/tests/support/sandbox;${CMAKE_CROSSCOMPILING_EMULATOR}")
+    gtest_discover_tests(${name} TEST_PREFIX "${name}/" DISCOVERY_MODE PRE_TEST
+        DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT ${TEST_TIMEOUT} ENVIRONMENT "${CORVENNA_TEST_ENVIRONMENT}")
+endfunction()
+
+if(CORVENNA_SANITIZE)
+    set(supportFolder ${PROJECT_SOURCE_DIR}/tests/support)
+    set(CORVENNA_TEST_ENVIRONMENT
+        "TSAN_OPTIONS=suppressions=${supportFolder}/tsan.supp"
+        "LSAN_OPTIONS=suppressions=${supportFolder}/lsan.supp"
+        "UBSAN_OPTIONS=print_stacktrace=1")
+endif()
