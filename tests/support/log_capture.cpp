@@ -1,0 +1,82 @@
+#include "tests/support/log_capture.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <mutex>
+#include <ostream>
+
+namespace {
+
+using corvenna::test::LogEntry;
+
+std::mutex gMutex;
+bool gCapturing = false;
+std::vector<LogEntry> gText;
+std::vector<LogEntry> gDatabase;
+
+std::string Format(const char *format, va_list arguments) {
+    va_list again;
+    va_copy(again, arguments);
+    std::string text(static_cast<std::size_t>(std::vsnprintf(nullptr, 0, format, again)), '\0');
+    va_end(again);
+    std::vsnprintf(text.data(), text.size() + 1, format, arguments);
+    return text;
+}
+
+void Add(std::vector<LogEntry> &entries, int level, std::string text) {
+    const std::lock_guard<std::mutex> lock(gMutex);
+    if (gCapturing) {
+        entries.push_back({level, std::move(text)});
+    }
+}
+
+}  // namespace
+
+extern "C" {
+
+__attribute__((format(printf, 2, 3))) int __wrap_log_Text(int level, const char *format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    Add(gText, level, Format(format, arguments));
+    va_end(arguments);
+    return 1;
+}
+
+__attribute__((format(printf, 2, 3))) int __wrap_log_DB(int level, const char *format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    Add(gDatabase, level, Format(format, arguments));
+    va_end(arguments);
+    return 1;
+}
+}
+
+namespace corvenna::test {
+
+void PrintTo(const LogEntry &entry, std::ostream *stream) {
+    *stream << "level " << entry.level << ": \"" << entry.text << '"';
+}
+
+LogCapture::LogCapture() {
+    const std::lock_guard<std::mutex> lock(gMutex);
+    gCapturing = true;
+    gText.clear();
+    gDatabase.clear();
+}
+
+LogCapture::~LogCapture() {
+    const std::lock_guard<std::mutex> lock(gMutex);
+    gCapturing = false;
+}
+
+std::vector<LogEntry> LogCapture::Text() const {
+    const std::lock_guard<std::mutex> lock(gMutex);
+    return gText;
+}
+
+std::vector<LogEntry> LogCapture::Database() const {
+    const std::lock_guard<std::mutex> lock(gMutex);
+    return gDatabase;
+}
+
+}  // namespace corvenna::test
