@@ -60,17 +60,17 @@ CORVENNA_API std::int32_t CreateAlarmDataFile(std::vector<Alarm_Data_Para> *alar
 /// Sends one produced file. Blocks up to 90 s. A real-data answer of 426 starts the download
 /// thread, unless one is running; the process ends (status 0) when the thread cannot be created.
 /// @return 0 when the server took the file, or (real data) when the path does not carry the
-///         configured file type; otherwise -1.
+///         configured file type; otherwise -1, also for a null path.
 CORVENNA_API int UploadRealDataFile(char *path);
 CORVENNA_API int UploadAlarmDataFile(const char *path);
 
 /// Fetches the time ranges that the server wants again and appends them to *out. One call at a
-/// time. Blocks up to 90 s.
-/// @return 0 when the server answered well, otherwise -1.
+/// time: a second one waits. Blocks up to 90 s.
+/// @return 0 when the server answered well, otherwise -1, also for a null list.
 CORVENNA_API int CheckRecall(std::vector<recall_time_para> *out);
 
 /// Tells the server that a range has been served. Blocks up to 90 s.
-/// @return 0 when the server answered 204, otherwise -1.
+/// @return 0 when the server answered 204, otherwise -1, also for a null range.
 CORVENNA_API int DeleteRecall(recall_time_para *range);
 
 /// The list that the recall answer is parsed into; set by CheckRecall.
