@@ -12,9 +12,14 @@ std::optional<std::tm> LocalTime(std::time_t time) {
     return broken;
 }
 
+int CalendarYear(const std::tm &time) {
+    constexpr unsigned kFirstYear = 1900;
+    return static_cast<int>(static_cast<unsigned>(time.tm_year) + kFirstYear);
+}
+
 TimeText PrintTime(const std::tm &time) {
     TimeText result{};
-    PrintText<sizeof result.text>(result.text, "%04d-%02d-%02d %02d:%02d:%02d", time.tm_year + 1900,
+    PrintText<sizeof result.text>(result.text, "%04d-%02d-%02d %02d:%02d:%02d", CalendarYear(time),
                                   time.tm_mon + 1, time.tm_mday, time.tm_hour, time.tm_min,
                                   time.tm_sec);
     return result;

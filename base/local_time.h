@@ -13,6 +13,9 @@ struct TimeText {
 /// Breaks a time down in the process's time zone; nothing when it cannot be broken down.
 std::optional<std::tm> LocalTime(std::time_t time);
 
+/// The year as people count it. The last 1,900 years that localtime_r can produce wrap around.
+int CalendarYear(const std::tm &time);
+
 /// "2024-03-05 07:08:09".
 TimeText PrintTime(const std::tm &time);
 
