@@ -1,0 +1,143 @@
+#include "packfile/alarm_data.h"
+
+#include <cstdint>
+
+#include "base/local_time.h"
+#include "base/text.h"
+#include "packfile/value_text.h"
+
+// The twins of alarm data differ on purpose; receivers match these names and orders.
+//
+//                                       JSON                 XML
+// channel, device, type, flag           numbers              texts
+// name of the threshold                 threshold_value      thredhold_value
+// unit                                  after the threshold  before it
+
+namespace corvenna {
+namespace {
+
+/// Texts of one event, each number cut at 46 characters.
+using AlarmValueText = ValueText<47>;
+
+struct AlarmTimeText {
+    char text[47];
+};
+
+/// Empty where the time cannot be broken down.
+AlarmTimeText PrintAlarmTime(std::int32_t time) {
+    AlarmTimeText result{};
+    if (const auto broken = LocalTime(time)) {
+        CopyText<sizeof result.text>(result.text, PrintTime(*broken).text);
+    }
+    return result;
+}
+
+unsigned ChannelOf(std::uint32_t id) {
+    return id >> 24;
+}
+
+unsigned DeviceOf(std::uint32_t id) {
+    return (id >> 16) & 0xFF;
+}
+
+template <class Out>
+void SpellValue(double value, Out &out) {
+    const AlarmValueText text(value);
+    out.String({text.Get(), text.Length()});
+}
+
+template <class Out>
+void SpellAlarm(const KnownAlarm &known, Out &out) {
+    const Alarm_Data_Para &alarm = *known.alarm;
+    out.StartObject();
+    out.Key("logdt");
+    out.String(PrintAlarmTime(alarm.alarmTime).text);
+    out.Key("channel");
+    out.Uint(ChannelOf(alarm.dataId));
+    out.Key("device");
+    out.Uint(DeviceOf(alarm.dataId));
+    out.Key("dblink");
+    out.String({DataIdText(alarm.dataId).Get(), DataIdText::kLength});
+    out.Key("name");
+    out.String(known.name);
+    out.Key("value");
+    SpellValue(alarm.alarmValue, out);
+    out.Key("threshold_value");
+    SpellValue(alarm.thresholdValue, out);
+    out.Key("unit");
+    out.String(known.unit);
+    out.Key("type");
+    out.Int(alarm.alarmType);
+    out.Key("flag");
+    out.Int(alarm.alarmFlag);
+    out.EndObject();
+}
+
+class NumberText {
+public:
+    explicit NumberText(int number) { PrintText<sizeof text_>(text_, "%d", number); }
+    const char *Get() const { return text_; }
+
+private:
+    char text_[47];
+};
+
+void AddAlarm(const KnownAlarm &known, xmlNodePtr root) {
+    const Alarm_Data_Para &alarm = *known.alarm;
+    xmlNodePtr node = AddElement(root, "node");
+    AddAttribute(node, "logdt", PrintAlarmTime(alarm.alarmTime).text);
+    AddAttribute(node, "channel", NumberText(static_cast<int>(ChannelOf(alarm.dataId))).Get());
+    AddAttribute(node, "device", NumberText(static_cast<int>(DeviceOf(alarm.dataId))).Get());
+    AddAttribute(node, "dblink", DataIdText(alarm.dataId).Get());
+    AddAttribute(node, "name", known.name);
+    AddAttribute(node, "value", AlarmValueText(alarm.alarmValue).Get());
+    AddAttribute(node, "unit", known.unit);
+    // On purpose: receivers of XML know the attribute by this misspelt name.
+    AddAttribute(node, "thredhold_value", AlarmValueText(alarm.thresholdValue).Get());
+    AddAttribute(node, "type", NumberText(alarm.alarmType).Get());
+    AddAttribute(node, "flag", NumberText(alarm.alarmFlag).Get());
+}
+
+template <class Out>
+void Spell(const std::vector<KnownAlarm> &alarms, Out &out) {
+    out.StartObject();
+    out.Key("node");
+    out.StartArray();
+    for (const KnownAlarm &alarm : alarms) {
+        SpellAlarm(alarm, out);
+    }
+    out.EndArray();
+    out.EndObject();
+}
+
+}  // namespace
+
+std::vector<KnownAlarm> FindAlarmPoints(const Alarm_Data_Struct &alarms, CChannelSet &channels) {
+    std::vector<KnownAlarm> known;
+    known.reserve(alarms.size());
+    for (const Alarm_Data_Para &alarm : alarms) {
+        ST_POINTID_ATTR *point = nullptr;
+        const bool found = channels.GetAttr(alarm.dataId, &point) == 0;
+        known.push_back({&alarm, found ? point->Name : "", found ? point->EUUnits : ""});
+    }
+    return known;
+}
+
+JsonSize MeasureAlarmDataJson(const std::vector<KnownAlarm> &alarms) {
+    JsonSize size;
+    Spell(alarms, size);
+    return size;
+}
+
+void SpellAlarmDataJson(const std::vector<KnownAlarm> &alarms, JsonText &text) {
+    Spell(alarms, text);
+}
+
+void BuildAlarmDataXml(const std::vector<KnownAlarm> &alarms, XmlTree &tree) {
+    const XmlGuard guard;
+    for (const KnownAlarm &alarm : alarms) {
+        AddAlarm(alarm, tree.Root());
+    }
+}
+
+}  // namespace corvenna

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <vector>
+
+#include "config/channel_set.h"
+#include "packfile/json_text.h"
+#include "packfile/packfile.h"
+#include "packfile/xml_tree.h"
+
+namespace corvenna {
+
+/// An alarm event and its point in the channel set.
+struct KnownAlarm {
+    const Alarm_Data_Para *alarm;
+    const char *name;  ///< "" for an unknown data id, like the unit
+    const char *unit;
+};
+
+/// Looks up each alarm's point, in the host's order. An unknown data id is printed by the channel
+/// set. The result points into both arguments.
+std::vector<KnownAlarm> FindAlarmPoints(const Alarm_Data_Struct &alarms, CChannelSet &channels);
+
+JsonSize MeasureAlarmDataJson(const std::vector<KnownAlarm> &alarms);
+void SpellAlarmDataJson(const std::vector<KnownAlarm> &alarms, JsonText &text);
+
+/// Builds a document below the tree's root. The caller holds no XmlGuard.
+void BuildAlarmDataXml(const std::vector<KnownAlarm> &alarms, XmlTree &tree);
+
+}  // namespace corvenna

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstdint>
+#include <ctime>
+#include <string>
+#include <vector>
+
+#include "packfile/file_name.h"
+#include "packfile/json_text.h"
+#include "packfile/xml_tree.h"
+
+namespace corvenna {
+
+/// Where a finished document goes and who is told.
+struct Target {
+    DataKind kind;
+    bool compress;
+    const char *dir;
+    std::tm time;                     ///< of the file name
+    std::vector<std::string> *files;  ///< receives the path of a file that was written
+};
+
+/// Where the process stops when an uncompressed JSON file cannot be opened.
+struct OpenAssertion {
+    unsigned line;
+    const char *function;
+};
+
+// Both write exactly one file, append its path and log the outcome. A compressed document that does
+// not fit the receivers' buffer is written uncompressed, under the uncompressed name.
+
+/// @return 0, -1 when the file could not be written whole.
+std::int32_t SaveJson(const Target &target, const JsonText &text, const OpenAssertion &assertion);
+
+/// Frees the tree and runs libxml2's clean-up; the caller holds no XmlGuard.
+/// @return the bytes written, -1 when the file could not be written whole.
+std::int32_t SaveXml(const Target &target, XmlTree &tree);
+
+}  // namespace corvenna

@@ -1,0 +1,93 @@
+#include "packfile/real_data_json.h"
+
+#include "packfile/value_text.h"
+
+namespace corvenna {
+namespace {
+
+template <class Out>
+class RealDataJson final : public RealDataSpeller {
+public:
+    explicit RealDataJson(Out &out) : out_(out) {}
+
+    // On purpose: a status point that is up is "1" whatever was measured; only XML shows the value.
+    bool MeasuresStatus() const override { return false; }
+
+    void BeginDevice(unsigned channel, unsigned device) override {
+        out_.StartObject();
+        out_.Key("id");
+        out_.Uint(device);
+        out_.Key("channel");
+        out_.Uint(channel);
+        out_.Key("node");
+        out_.StartArray();
+    }
+
+    void Point(const PointFact &point) override {
+        switch (point.kind) {
+            case PointKind::kOrdinary: {
+                const ValueText<15> value(point.value);
+                Entry(point.id, point.name, point.unit, {value.Get(), value.Length()});
+                break;
+            }
+            case PointKind::kStatusUp:
+                Entry(point.id, kCommStatus, "", "1");
+                break;
+            case PointKind::kStatusDown:
+                Entry(point.id, kCommStatus, "", "0");
+                break;
+        }
+    }
+
+    void EndDevice() override {
+        out_.EndArray();
+        out_.EndObject();
+    }
+
+private:
+    void Entry(std::uint32_t id, std::string_view name, std::string_view unit,
+               std::string_view value) {
+        out_.StartObject();
+        out_.Key("dblink");
+        out_.String({DataIdText(id).Get(), DataIdText::kLength});
+        out_.Key("name");
+        out_.String(name);
+        out_.Key("unit");
+        out_.String(unit);
+        out_.Key("value");
+        out_.String(value);
+        out_.EndObject();
+    }
+
+    Out &out_;
+};
+
+template <class Out>
+std::optional<std::uint32_t> Spell(const RealDataSource &source, const char *logdt, Pace pace,
+                                   Out &out) {
+    out.StartObject();
+    out.Key("logdt");
+    out.String(logdt);
+    out.Key("device");
+    out.StartArray();
+    RealDataJson<Out> speller(out);
+    const auto missing = WalkRealData(source, pace, speller);
+    out.EndArray();
+    out.EndObject();
+    return missing;
+}
+
+}  // namespace
+
+JsonSize MeasureRealDataJson(const RealDataSource &source, const char *logdt) {
+    JsonSize size;
+    Spell(source, logdt, Pace::kCounting, size);
+    return size;
+}
+
+std::optional<std::uint32_t> SpellRealDataJson(const RealDataSource &source, const char *logdt,
+                                               JsonText &text) {
+    return Spell(source, logdt, Pace::kResting, text);
+}
+
+}  // namespace corvenna
