@@ -1,0 +1,79 @@
+#pragma once
+
+#include <cstdint>
+#include <ctime>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "message/records.h"
+#include "packfile/packfile.h"
+#include "tools/gateway/catalogue.h"
+#include "tools/gateway/database.h"
+
+namespace corvenna::gateway {
+
+/// What is sent: snapshots of values, and batches of alarms. Both are known by a time in seconds of
+/// the Unix epoch that no other of its kind has.
+enum class Kind { kRealData, kAlarm };
+
+/// How far a sample or a batch of alarms has come.
+enum class State {
+    kWaiting = 0,  ///< not known to have arrived
+    kArrived = 1,  ///< the server took it
+    kDropped = 2,  ///< given up because the spool was full or it grew too old; can be recalled
+};
+
+using Alarm = Alarm_Data_Para;
+using Range = recall_time_para;
+
+/// Everything that was ever sampled, until it is pruned. What a call has written survives a kill
+/// and a loss of power. Calls may come from several threads; a failure of the database throws
+/// std::runtime_error.
+class History {
+public:
+    explicit History(const std::string &path);
+
+    /// Stores a sample together with the alarms that it raised, or nothing of both.
+    /// @return false when there is a sample of that second already; then nothing is stored.
+    bool AddSample(std::time_t time, const Values &values, const std::vector<Alarm> &alarms);
+
+    /// The values of a sample; nothing when there is none.
+    std::optional<Values> Sample(std::time_t time) const;
+    bool HasSample(std::time_t time) const;
+    /// Times of at most `limit` samples from `start` to `end`, both included, oldest first.
+    std::vector<std::time_t> SamplesBetween(std::time_t start, std::time_t end, int limit) const;
+
+    /// Puts the alarms that are in no batch yet into one named `time`, or into the first later
+    /// second that names no batch. @return its name; nothing when there is no such alarm.
+    std::optional<std::time_t> MakeAlarmBatch(std::time_t time);
+    /// The alarms of a batch, in the order in which they were raised.
+    std::vector<Alarm> AlarmBatch(std::time_t batch) const;
+    /// The flag of the last alarm of a point and type; nothing when there was none.
+    std::optional<std::int32_t> LastAlarmFlag(std::uint32_t point, std::int32_t type) const;
+
+    /// The samples, or batches, that are waiting, oldest first.
+    std::vector<std::time_t> Waiting(Kind kind) const;
+    bool IsWaiting(Kind kind, std::time_t time) const;
+    void SetState(Kind kind, std::time_t time, State state);
+    std::int64_t Count(Kind kind, State state) const;
+
+    /// Up to which second, excluded, a recalled range has been served; nothing when serving it has
+    /// not begun.
+    std::optional<std::time_t> Served(const Range &range) const;
+    void SetServed(const Range &range, std::time_t next);
+    void ForgetServed(const Range &range);
+    /// All ranges whose serving has begun.
+    std::vector<Range> RangesBegun() const;
+
+    /// Removes samples and alarms older than `before`, except those that are waiting.
+    /// @return how many samples were removed.
+    int Prune(std::time_t before);
+
+private:
+    mutable std::mutex mutex_;
+    mutable Database database_;
+};
+
+}  // namespace corvenna::gateway

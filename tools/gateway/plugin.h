@@ -1,0 +1,48 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "plugin/plugin.h"
+#include "tools/gateway/catalogue.h"
+
+namespace corvenna::gateway {
+
+/// What the host asks the plug-in to do. Results are those of the entry points, except that
+/// production tells whether a file came out of it. Calls may come from several threads, but only
+/// one at a time may check recalls.
+class Plugin {
+public:
+    virtual ~Plugin() = default;
+
+    /// The settings that a host has to know, as the plug-in has loaded them.
+    struct Settings {
+        std::string serial;
+        std::string address;  ///< of the server, as in a URL: "https://host:port/prefix"
+        std::string format;   ///< the word that a file's path must hold to be sent
+    };
+
+    /// Loads the configuration. @return whether the plug-in can be used; the others may be called
+    /// only then.
+    virtual bool Init(Interval_info &intervals) = 0;
+    virtual Settings GetSettings() = 0;
+    /// The points of which every sample must have a value.
+    virtual MAP_CHANNEL_POINT ConfiguredPoints() = 0;
+
+    virtual bool PrePost() = 0;
+    virtual void SyncHeartBeat() = 0;
+    /// @return the produced file's path, nothing when none was produced.
+    virtual std::optional<std::string> CreateRealDataFile(Values &values, std::string folder,
+                                                          std::time_t time) = 0;
+    virtual std::optional<std::string> CreateAlarmDataFile(std::vector<Alarm_Data_Para> &alarms,
+                                                           std::string folder) = 0;
+    virtual bool UploadRealDataFile(std::string path) = 0;
+    virtual bool UploadAlarmDataFile(const std::string &path) = 0;
+    virtual bool CheckRecall(std::vector<recall_time_para> &ranges) = 0;
+    virtual bool DeleteRecall(recall_time_para range) = 0;
+    /// Whether files that the server offers are being fetched right now.
+    virtual bool IsDownloading() = 0;
+};
+
+}  // namespace corvenna::gateway

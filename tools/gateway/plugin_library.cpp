@@ -1,0 +1,127 @@
+#include "tools/gateway/plugin_library.h"
+
+#include <dlfcn.h>
+
+#include <stdexcept>
+
+#include "config/sn_set.h"
+#include "config/sys_set.h"
+
+namespace corvenna::gateway {
+
+namespace {
+
+// CChannelSet::GetAttr(MAP_CHANNEL_POINT **) as the linker knows it.
+constexpr const char *kGetPointTree =
+    "_ZN11CChannelSet7GetAttrEPPSt3mapIhS0_IhS0_Ij15ST_POINTID_ATTRSt4lessIjESaISt4pairIKjS1_EEE"
+    "S2_IhESaIS4_IKhS8_EEES9_SaIS4_ISA_SD_EEE";
+
+std::string ServerAddress(const ST_CLOUDSERVER_CONFIG_ATTR &cloud, bool https) {
+    return std::string(https ? "https://" : "http://") + cloud.cloudip + ":" +
+           std::to_string(cloud.port) + cloud.Dir;
+}
+
+/// The production calls tell by their list alone whether there is a file: a JSON document that was
+/// abandoned reports 0 like one that was written, and XML reports a number of bytes.
+std::optional<std::string> OnlyFile(const std::vector<std::string> &files) {
+    return files.empty() ? std::nullopt : std::optional<std::string>(files.front());
+}
+
+}  // namespace
+
+template <class Pointer>
+void PluginLibrary::Resolve(Pointer &pointer, const char *name) {
+    void *found = dlsym(library_, name);
+    if (found == nullptr) {
+        throw std::runtime_error(std::string("the plug-in has no ") + name);
+    }
+    pointer = reinterpret_cast<Pointer>(found);
+}
+
+PluginLibrary::PluginLibrary(const std::string &path)
+    : library_(dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL)) {
+    if (library_ == nullptr) {
+        const char *reason = dlerror();  // NOLINT(concurrency-mt-unsafe): nothing else runs yet
+        throw std::runtime_error(std::string("cannot open the plug-in: ") +
+                                 (reason == nullptr ? path : reason));
+    }
+    Resolve(init_, "Init");
+    Resolve(prePost_, "PrePost");
+    Resolve(syncHeartBeat_, "SyncHeartBeat");
+    Resolve(createRealDataFile_, "CreateRealDataFile");
+    Resolve(createAlarmDataFile_, "CreateAlarmDataFile");
+    Resolve(uploadRealDataFile_, "UploadRealDataFile");
+    Resolve(uploadAlarmDataFile_, "UploadAlarmDataFile");
+    Resolve(checkRecall_, "CheckRecall");
+    Resolve(deleteRecall_, "DeleteRecall");
+    Resolve(downFileMutex_, "down_file_mutex");
+    Resolve(getSysSet_, "GetCSysSetInstance");
+    Resolve(getSnSet_, "GetCsnSetInstance");
+    Resolve(getChannelSet_, "GetCChannelSetInstance");
+    Resolve(getPointTree_, kGetPointTree);
+}
+
+bool PluginLibrary::Init(Interval_info &intervals) {
+    return init_(&intervals) == 0;
+}
+
+Plugin::Settings PluginLibrary::GetSettings() {
+    CSysSet &settings = *getSysSet_();
+    const ST_CLOUDSERVER_CONFIG_ATTR &cloud = *settings.GetCloudConfigAttr();
+    const bool https = settings.GetHttpsCertInfo()->checked != 0;
+    return {getSnSet_()->GetSn(), ServerAddress(cloud, https), cloud.filetype};
+}
+
+MAP_CHANNEL_POINT PluginLibrary::ConfiguredPoints() {
+    MAP_CHANNEL_POINT *points = nullptr;
+    getPointTree_(getChannelSet_(), &points);
+    return points == nullptr ? MAP_CHANNEL_POINT() : *points;
+}
+
+bool PluginLibrary::PrePost() {
+    return prePost_() == 0;
+}
+
+void PluginLibrary::SyncHeartBeat() {
+    syncHeartBeat_();
+}
+
+std::optional<std::string> PluginLibrary::CreateRealDataFile(Values &values, std::string folder,
+                                                             std::time_t time) {
+    std::vector<std::string> files;
+    createRealDataFile_(&values, folder.data(), &files, time);
+    return OnlyFile(files);
+}
+
+std::optional<std::string> PluginLibrary::CreateAlarmDataFile(std::vector<Alarm_Data_Para> &alarms,
+                                                              std::string folder) {
+    std::vector<std::string> files;
+    createAlarmDataFile_(&alarms, folder.data(), &files);
+    return OnlyFile(files);
+}
+
+bool PluginLibrary::UploadRealDataFile(std::string path) {
+    return uploadRealDataFile_(path.data()) == 0;
+}
+
+bool PluginLibrary::UploadAlarmDataFile(const std::string &path) {
+    return uploadAlarmDataFile_(path.c_str()) == 0;
+}
+
+bool PluginLibrary::CheckRecall(std::vector<recall_time_para> &ranges) {
+    return checkRecall_(&ranges) == 0;
+}
+
+bool PluginLibrary::DeleteRecall(recall_time_para range) {
+    return deleteRecall_(&range) == 0;
+}
+
+bool PluginLibrary::IsDownloading() {
+    if (pthread_mutex_trylock(downFileMutex_) != 0) {
+        return true;
+    }
+    pthread_mutex_unlock(downFileMutex_);
+    return false;
+}
+
+}  // namespace corvenna::gateway
