@@ -2,15 +2,16 @@
 # linker keeps everything else local, instances of standard templates included.
 file(STRINGS cmake/exports.txt unmangled)
 set(classes CChannelSet CForwardConfig CHttp CHttps CPackFile CPackMemory CParseMemory CSysSet CsnSet)
-list(TRANSFORM unmangled APPEND ";")
-list(TRANSFORM classes APPEND "::*;")
 list(JOIN unmangled "\n    " unmangled)
-list(JOIN classes "\n        " classes)
+list(JOIN classes "::*\n        " classes)
+# A semicolon separates the elements of a list, so it may only come in once the list is a text.
+string(REPLACE "\n" ";\n" unmangled "${unmangled}")
+string(REPLACE "\n" ";\n" classes "${classes}")
 file(CONFIGURE OUTPUT exports.map @ONLY CONTENT "{
 global:
-    @unmangled@
+    @unmangled@;
     extern \"C++\" {
-        @classes@
+        @classes@::*;
     };
 local:
     *;
