@@ -1,0 +1,120 @@
+#include "tools/cloud/tls.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <openssl/err.h>
+#include <openssl/pem.h>
+#include <openssl/x509v3.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <stdexcept>
+
+namespace corvenna::cloud {
+namespace {
+
+namespace fs = std::filesystem;
+
+using Key = std::unique_ptr<EVP_PKEY, FreedBy<EVP_PKEY_free>>;
+using Certificate = std::unique_ptr<X509, FreedBy<X509_free>>;
+using Extension = std::unique_ptr<X509_EXTENSION, FreedBy<X509_EXTENSION_free>>;
+
+constexpr long kValidSeconds = 10L * 365 * 24 * 3600;
+
+void Require(bool good, const std::string &what) {
+    if (!good) {
+        char reason[256] = "unknown reason";
+        if (const unsigned long error = ERR_get_error()) {
+            ERR_error_string_n(error, reason, sizeof reason);
+        }
+        throw std::runtime_error(what + ": " + reason);
+    }
+}
+
+bool IsAddress(const std::string &text) {
+    unsigned char bytes[sizeof(in6_addr)];
+    return inet_pton(AF_INET, text.c_str(), bytes) == 1 ||
+           inet_pton(AF_INET6, text.c_str(), bytes) == 1;
+}
+
+void AddExtension(X509 *certificate, int kind, const std::string &value) {
+    X509V3_CTX context;
+    X509V3_set_ctx_nodb(&context);
+    X509V3_set_ctx(&context, certificate, certificate, nullptr, nullptr, 0);
+    const Extension extension(X509V3_EXT_conf_nid(nullptr, &context, kind, value.c_str()));
+    Require(extension && X509_add_ext(certificate, extension.get(), -1) == 1,
+            "cannot make the certificate");
+}
+
+Certificate SelfSigned(EVP_PKEY *key, const std::string &address) {
+    Certificate certificate(X509_new());
+    Require(certificate != nullptr, "cannot make the certificate");
+    X509 *made = certificate.get();
+    X509_set_version(made, X509_VERSION_3);
+    ASN1_INTEGER_set(X509_get_serialNumber(made), 1);
+    X509_gmtime_adj(X509_getm_notBefore(made), -3600);
+    X509_gmtime_adj(X509_getm_notAfter(made), kValidSeconds);
+    X509_set_pubkey(made, key);
+    const auto *name = reinterpret_cast<const unsigned char *>("corvenna-cloud");
+    X509_NAME_add_entry_by_txt(X509_get_subject_name(made), "CN", MBSTRING_ASC, name, -1, -1, 0);
+    X509_set_issuer_name(made, X509_get_subject_name(made));
+    std::string names = "DNS:localhost,IP:127.0.0.1,IP:::1";
+    if (IsAddress(address)) {
+        names += ",IP:" + address;
+    }
+    AddExtension(made, NID_subject_alt_name, names);
+    AddExtension(made, NID_basic_constraints, "critical,CA:TRUE");
+    Require(X509_sign(made, key, EVP_sha256()) > 0, "cannot sign the certificate");
+    return certificate;
+}
+
+/// A new stdio stream on a new file with these rights.
+File NewFile(const std::string &path, mode_t mode) {
+    const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, mode);
+    if (fd < 0 || fchmod(fd, mode) != 0) {
+        throw std::runtime_error("cannot write " + path);
+    }
+    return File(fdopen(fd, "w"));
+}
+
+TlsContext NewContext(const CertificateFiles &files) {
+    TlsContext context(SSL_CTX_new(TLS_server_method()));
+    Require(context != nullptr, "cannot set up TLS");
+    Require(SSL_CTX_use_certificate_chain_file(context.get(), files.certificate.c_str()) == 1,
+            "cannot use the certificate " + files.certificate);
+    Require(SSL_CTX_use_PrivateKey_file(context.get(), files.key.c_str(), SSL_FILETYPE_PEM) == 1,
+            "cannot use the key " + files.key);
+    Require(SSL_CTX_check_private_key(context.get()) == 1,
+            "key and certificate do not belong together");
+    return context;
+}
+
+}  // namespace
+
+void MakeCertificateIfMissing(const CertificateFiles &files, const std::string &address) {
+    if (fs::exists(files.certificate) && fs::exists(files.key)) {
+        return;
+    }
+    const Key key(EVP_EC_gen("P-256"));
+    Require(key != nullptr, "cannot make a key");
+    const Certificate certificate = SelfSigned(key.get(), address);
+    const File keyFile = NewFile(files.key, 0600);
+    Require(
+        PEM_write_PrivateKey(keyFile.get(), key.get(), nullptr, nullptr, 0, nullptr, nullptr) == 1,
+        "cannot write " + files.key);
+    const File certificateFile = NewFile(files.certificate, 0644);
+    Require(PEM_write_X509(certificateFile.get(), certificate.get()) == 1,
+            "cannot write " + files.certificate);
+}
+
+TlsContexts::TlsContexts(const CertificateFiles &files)
+    : current(NewContext(files)), old(NewContext(files)) {
+    SSL_CTX_set_min_proto_version(current.get(), TLS1_2_VERSION);
+    // The oldest versions exist only below the default security level.
+    SSL_CTX_set_security_level(old.get(), 0);
+    SSL_CTX_set_min_proto_version(old.get(), TLS1_VERSION);
+    SSL_CTX_set_max_proto_version(old.get(), TLS1_1_VERSION);
+}
+
+}  // namespace corvenna::cloud
