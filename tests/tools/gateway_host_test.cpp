@@ -1,0 +1,383 @@
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "tests/tools/gateway_fake_plugin.h"
+#include "tools/gateway/gateway.h"
+
+namespace corvenna::test {
+namespace {
+
+using namespace gateway;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+constexpr const char *kFolder = "/tmp/data";
+constexpr std::uint32_t kPoint = 0x01010000;
+
+/// One device with one point, whose value the test sets.
+class OnePoint : public Source {
+public:
+    std::atomic<double> value{1};
+
+    const Catalogue &Devices() const override { return devices_; }
+    Values Read(std::time_t) override { return {{kPoint, value}}; }
+
+private:
+    Catalogue devices_ = {{1, 1, "Meter", "", "", {{PointType::kAnalogueInput, 0, "Ua", "V"}}}};
+};
+
+class GatewayTest : public testing::Test {
+protected:
+    GatewayTest() { plugin.points = ToPointTree(source.Devices()); }
+    ~GatewayTest() override { close(output); }
+
+    std::unique_ptr<Gateway> Make(double speed = 1) {
+        Gateway::Options options;
+        options.folder = kFolder;
+        options.speed = speed;
+        options.spoolBytes = spoolBytes;
+        options.spoolAge = options.historyAge = std::chrono::hours(24 * 365 * 200);
+        return std::make_unique<Gateway>(plugin, source, thresholds, options, report);
+    }
+
+    /// What an earlier process has sampled and not sent.
+    void WriteHistory(const std::vector<std::time_t> &times) {
+        std::filesystem::create_directories(kFolder);
+        History history(std::string(kFolder) + "/history.db");
+        for (const std::time_t time : times) {
+            history.AddSample(time, {{kPoint, 1}}, {});
+        }
+    }
+
+    static std::vector<std::string> Spooled() { return ListFolder("/tmp/data/spool"); }
+    static History Stored() { return History(std::string(kFolder) + "/history.db"); }
+    static std::string Said() { return ReadFile("/tmp/said"); }
+
+    FakePlugin plugin;
+    OnePoint source;
+    std::vector<Threshold> thresholds;
+    std::uint64_t spoolBytes = 1000000;
+    const int output = open("/tmp/said", O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+    Report report{output, Report::Form::kLines};
+};
+
+TEST_F(GatewayTest, OneCycleRegistersSamplesSendsAndLeavesNothing) {
+    EXPECT_TRUE(Make()->RunOnce());
+    const auto saw = plugin.Saw();
+    EXPECT_EQ(saw.registrations, 1);
+    EXPECT_EQ(saw.realData.size(), 1U);
+    EXPECT_EQ(saw.heartbeats, 1);
+    EXPECT_EQ(Stored().Count(Kind::kRealData, State::kArrived), 1);
+    EXPECT_THAT(Spooled(), ElementsAre(".work-sample"));
+}
+
+TEST_F(GatewayTest, SendsWhatAKilledProcessHadSampledOldestFirst) {
+    WriteHistory({100, 300, 200});
+    EXPECT_TRUE(Make()->RunOnce());
+    const auto arrived = plugin.Saw().realData;
+    ASSERT_EQ(arrived.size(), 4U);
+    EXPECT_EQ(arrived[0], "100 2");
+    EXPECT_EQ(arrived[1], "200 2");
+    EXPECT_EQ(arrived[2], "300 2");
+}
+
+TEST_F(GatewayTest, KeepsFilesWhileTheServerIsAwayAndSendsThemWhenItIsBack) {
+    plugin.serverIsThere = false;
+    EXPECT_FALSE(Make()->RunOnce());
+    EXPECT_EQ(plugin.Saw().realData.size(), 0U);
+    EXPECT_EQ(Spooled().size(), 2U);
+    EXPECT_THAT(Said(), HasSubstr("ERROR  the server did not take the registration"));
+    plugin.serverIsThere = true;
+    Make()->RunOnce();
+    EXPECT_EQ(plugin.Saw().realData.size(), 2U);
+    EXPECT_THAT(Spooled(), ElementsAre(".work-sample"));
+}
+
+TEST_F(GatewayTest, AsksOnlyOnceForAServerThatIsAway) {
+    plugin.serverIsThere = false;
+    WriteHistory({100, 200, 300});
+    Make()->RunOnce();
+    EXPECT_EQ(plugin.Saw().uploads, 1);
+}
+
+TEST_F(GatewayTest, SendsTheOthersAlthoughOneFileIsRefused) {
+    WriteHistory({100, 200, 300});
+    plugin.refuses = [](const std::string &content) { return content.rfind("100 ", 0) == 0; };
+    EXPECT_FALSE(Make()->RunOnce());
+    EXPECT_EQ(plugin.Saw().realData.size(), 3U);
+    EXPECT_EQ(Stored().Waiting(Kind::kRealData), std::vector<std::time_t>{100});
+}
+
+TEST_F(GatewayTest, MakesAFileAnewThatFailsAgainAndAgain) {
+    WriteHistory({100});
+    WriteFile("/tmp/data/spool/100-S1.json", "damaged");
+    plugin.refuses = [](const std::string &content) { return content == "damaged"; };
+    {
+        const auto gateway = Make(1000);
+        gateway->Start();
+        const auto hasArrived = [](const std::vector<std::string> &arrived) {
+            return std::find(arrived.begin(), arrived.end(), "100 2") != arrived.end();
+        };
+        while (!hasArrived(plugin.Saw().realData)) {
+            usleep(10000);
+        }
+    }
+    EXPECT_FALSE(Stored().IsWaiting(Kind::kRealData, 100));
+}
+
+TEST_F(GatewayTest, MakesAFileAnewThatIsOfAnotherFormatThanTheSettingsSay) {
+    // The plug-in would report such a file as sent without sending it.
+    WriteHistory({100});
+    WriteFile("/tmp/data/spool/100-S1.xml", "<data/>");
+    Make()->RunOnce();
+    {
+        const auto gateway = Make();
+        gateway->RunOnce();
+    }
+    const auto arrived = plugin.Saw().realData;
+    EXPECT_THAT(arrived, testing::Contains("100 2"));
+    EXPECT_THAT(arrived, testing::Not(testing::Contains("<data/>")));
+    EXPECT_THAT(Said(), HasSubstr("of another format: made anew"));
+}
+
+TEST_F(GatewayTest, MakesAFileAnewThatSomebodyDeleted) {
+    WriteHistory({100});
+    WriteFile("/tmp/data/spool/100-S1.json", "x");
+    const auto gateway = Make();
+    std::filesystem::remove("/tmp/data/spool/100-S1.json");
+    gateway->RunOnce();
+    EXPECT_TRUE(std::filesystem::exists("/tmp/data/spool/100-S1.json"));
+}
+
+TEST_F(GatewayTest, KeepsASampleOfWhichNoFileWasProduced) {
+    plugin.produces = false;
+    EXPECT_FALSE(Make()->RunOnce());
+    EXPECT_THAT(Said(), HasSubstr("no file was produced of sample"));
+    EXPECT_EQ(Stored().Count(Kind::kRealData, State::kWaiting), 1);
+    plugin.produces = true;
+    Make()->RunOnce();
+    EXPECT_EQ(Stored().Count(Kind::kRealData, State::kWaiting), 0);
+}
+
+TEST_F(GatewayTest, GivesAValueToPointsThatTheConfigurationGotSince) {
+    WriteHistory({100});
+    ST_POINTID_ATTR point{};
+    point.db_link = 0x01010001;
+    plugin.points[1][1][point.db_link] = point;
+    Make()->RunOnce();
+    EXPECT_EQ(plugin.Saw().realData[0], "100 3");
+}
+
+TEST_F(GatewayTest, DropsTheOldestFilesWhenTheSpoolIsFullAndSaysSo) {
+    plugin.serverIsThere = false;
+    spoolBytes = 10;
+    WriteHistory({1700000000, 1700000100});
+    Make()->RunOnce();
+    EXPECT_THAT(Said(), HasSubstr("dropped sample 2023-11-14 22:13:20, which had not arrived"));
+    EXPECT_EQ(Stored().Count(Kind::kRealData, State::kDropped), 3);  // each is over 10 bytes
+    EXPECT_EQ(report.counters.dropped, 3U);
+    EXPECT_TRUE(Stored().HasSample(1700000000));
+}
+
+TEST_F(GatewayTest, SendsAlarmsOfCrossedThresholds) {
+    thresholds = {{kPoint, kAboveUpperLimit, 0.5}};
+    EXPECT_TRUE(Make()->RunOnce());
+    EXPECT_THAT(plugin.Saw().alarms, ElementsAre("1 alarms"));
+    EXPECT_THAT(Said(), HasSubstr("alarm begins: 01010000 is 1.000, limit 0.500"));
+    EXPECT_TRUE(Stored().Waiting(Kind::kAlarm).empty());
+}
+
+TEST_F(GatewayTest, KeepsAlarmsWhileTheServerIsAway) {
+    thresholds = {{kPoint, kAboveUpperLimit, 0.5}};
+    plugin.serverIsThere = false;
+    EXPECT_FALSE(Make()->RunOnce());
+    plugin.serverIsThere = true;
+    Make()->RunOnce();
+    EXPECT_THAT(plugin.Saw().alarms, ElementsAre("1 alarms"));
+}
+
+TEST_F(GatewayTest, ServesARecallFromTheHistoryAndAcknowledgesIt) {
+    WriteHistory({100, 200, 300});
+    Make()->RunOnce();
+    const std::size_t before = plugin.Saw().realData.size();
+    plugin.recalls = {{150, 300}};
+    Make()->RunOnce();
+    auto arrived = plugin.Saw().realData;
+    arrived.erase(arrived.begin(), arrived.begin() + static_cast<std::ptrdiff_t>(before) + 1);
+    EXPECT_THAT(arrived, ElementsAre("200 2", "300 2"));
+    ASSERT_EQ(plugin.Saw().served.size(), 1U);
+    EXPECT_EQ(plugin.Saw().served[0].start, 150);
+    EXPECT_EQ(plugin.Saw().served[0].end, 300);
+}
+
+TEST_F(GatewayTest, AcknowledgesARecallOfATimeWithoutSamples) {
+    plugin.recalls = {{100, 200}, {300, 200}};
+    EXPECT_TRUE(Make()->RunOnce());
+    EXPECT_EQ(plugin.Saw().served.size(), 2U);
+}
+
+TEST_F(GatewayTest, ServesARangeOnceThatIsListedTwice) {
+    WriteHistory({100});
+    plugin.recalls = {{100, 100}, {100, 100}};
+    Make()->RunOnce();
+    EXPECT_EQ(plugin.Saw().served.size(), 1U);
+}
+
+TEST_F(GatewayTest, GoesOnWithARecallWhereItFailed) {
+    WriteHistory({100, 200});
+    Make()->RunOnce();
+    plugin.recalls = {{100, 200}};
+    plugin.refuses = [](const std::string &content) { return content == "200 2"; };
+    EXPECT_FALSE(Make()->RunOnce());
+    EXPECT_TRUE(plugin.Saw().served.empty());
+    const auto before = plugin.Saw().realData;
+    plugin.refuses = [](const std::string &) { return false; };
+    Make()->RunOnce();
+    EXPECT_EQ(plugin.Saw().served.size(), 1U);
+    const auto arrived = plugin.Saw().realData;
+    EXPECT_EQ(std::count(arrived.begin(), arrived.end(), "100 2"), 2);  // not a third time
+    EXPECT_EQ(arrived.back(), "200 2");
+}
+
+TEST_F(GatewayTest, AcknowledgesAgainWithoutSendingAgain) {
+    WriteHistory({100});
+    Make()->RunOnce();
+    plugin.recalls = {{100, 100}};
+    plugin.takesAcknowledgements = false;
+    Make()->RunOnce();
+    plugin.takesAcknowledgements = true;
+    Make()->RunOnce();
+    const auto arrived = plugin.Saw().realData;
+    EXPECT_EQ(std::count(arrived.begin(), arrived.end(), "100 2"), 2);
+    EXPECT_EQ(plugin.Saw().served.size(), 1U);
+}
+
+TEST_F(GatewayTest, ServesARangeAgainThatWasDoneWhenItIsAskedForAnew) {
+    WriteHistory({100});
+    plugin.recalls = {{100, 100}};
+    plugin.takesAcknowledgements = false;
+    Make()->RunOnce();
+    plugin.takesAcknowledgements = true;
+    plugin.recalls = {};  // the acknowledgement had arrived, its answer had not
+    Make()->RunOnce();
+    plugin.recalls = {{100, 100}};
+    Make()->RunOnce();
+    const auto arrived = plugin.Saw().realData;
+    EXPECT_EQ(std::count(arrived.begin(), arrived.end(), "100 2"), 3);
+}
+
+TEST_F(GatewayTest, ARecallBringsInWhatIsStillWaiting) {
+    WriteHistory({100});
+    plugin.refuses = [uploads = 0](const std::string &) mutable { return ++uploads <= 3; };
+    Make()->RunOnce();
+    ASSERT_FALSE(Stored().Waiting(Kind::kRealData).empty());
+    plugin.recalls = {{100, 100}};
+    Make()->RunOnce();
+    EXPECT_FALSE(Stored().IsWaiting(Kind::kRealData, 100));
+}
+
+TEST_F(GatewayTest, RunsAllFiveIntervalsOnItsThreads) {
+    {
+        const auto gateway = Make(1000);
+        gateway->Start();
+        while (plugin.Saw().realData.empty() || plugin.Saw().heartbeats < 2) {
+            usleep(10000);
+        }
+        const StatusFacts facts = gateway->Status();
+        EXPECT_EQ(facts.serial, "GW1");
+        EXPECT_EQ(facts.server, "http://127.0.0.1:1");
+    }
+    EXPECT_GE(report.counters.sampled, 1U);
+    EXPECT_TRUE(report.counters.registered);
+}
+
+TEST_F(GatewayTest, SamplesAtDistinctSeconds) {
+    {
+        const auto gateway = Make(1000);  // every tenth of a second, were it not for the seconds
+        gateway->Start();
+        while (plugin.Saw().realData.size() < 2) {
+            usleep(10000);
+        }
+    }
+    const auto arrived = plugin.Saw().realData;
+    EXPECT_NE(arrived[0], arrived[1]);
+}
+
+TEST_F(GatewayTest, NeverCallsWhatIsNeverDue) {
+    plugin.intervals = {60, 0, -1, -1, -1};
+    {
+        const auto gateway = Make(1000);
+        gateway->Start();
+        while (plugin.Saw().realData.empty()) {
+            usleep(10000);
+        }
+    }
+    EXPECT_EQ(plugin.Saw().heartbeats, 0);
+}
+
+TEST_F(GatewayTest, DoesNothingWhenTheCloudServiceIsSwitchedOff) {
+    plugin.intervals = {-1, -1, -1, -1, -1};
+    plugin.settings.format = "";
+    const auto gateway = Make();
+    EXPECT_TRUE(gateway->IsSwitchedOff());
+    gateway->Start();
+    EXPECT_EQ(plugin.Saw().registrations, 0);
+}
+
+TEST_F(GatewayTest, RefusesAPlugInThatCannotBeUsed) {
+    plugin.configurationIsGood = false;
+    EXPECT_THROW(Make(), std::runtime_error);
+}
+
+TEST_F(GatewayTest, RefusesAFormatOfWhichNothingWouldBeSent) {
+    plugin.settings.format = "jsonx";
+    EXPECT_THROW(Make(), std::runtime_error);
+}
+
+class BadFolder : public GatewayTest, public testing::WithParamInterface<std::string> {};
+
+TEST_P(BadFolder, IsRefused) {
+    Gateway::Options options;
+    options.folder = GetParam();
+    EXPECT_THROW(Gateway(plugin, source, {}, options, report), std::runtime_error);
+}
+
+INSTANTIATE_TEST_SUITE_P(All, BadFolder,
+                         testing::Values("/tmp/jsonz", "/tmp/a.xmlz",
+                                         "/tmp/" + std::string(71, 'x')));
+
+TEST_F(GatewayTest, MakesTheFolderThatUpdatesAreMovedTo) {
+    Make();
+    EXPECT_TRUE(std::filesystem::is_directory("/tmp/uploads"));
+}
+
+TEST(Report, ShowsATableOnATerminal) {
+    const int output = open("/tmp/screen", O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+    Report report(output, Report::Form::kTable);
+    report.Say("something happened");
+    report.Complain("something failed");
+    report.counters.sampled = 12;
+    StatusFacts facts{};
+    facts.serial = "GW000001";
+    facts.server = "http://127.0.0.1:8080";
+    facts.source = "wave";
+    facts.speed = 10;
+    facts.waitingFiles = 3;
+    facts.waitingBytes = 2049;
+    report.Draw(facts);
+    close(output);
+    const std::string screen = ReadFile("/tmp/screen");
+    EXPECT_THAT(screen, HasSubstr("corvenna-gateway GW000001"));
+    EXPECT_THAT(screen, HasSubstr("samples          12 taken"));
+    EXPECT_THAT(screen, HasSubstr("       3 files           3 KiB"));
+    EXPECT_THAT(screen, HasSubstr("something happened"));
+    EXPECT_THAT(screen, HasSubstr("ERROR  something failed"));
+    EXPECT_THAT(screen, HasSubstr("not registered yet"));
+}
+
+}  // namespace
+}  // namespace corvenna::test

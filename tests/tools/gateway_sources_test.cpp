@@ -1,0 +1,226 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "tests/support/files.h"
+#include "tools/gateway/csv_source.h"
+#include "tools/gateway/self_source.h"
+#include "tools/gateway/wave_source.h"
+
+namespace corvenna::test {
+namespace {
+
+using namespace gateway;
+
+// --- Recorded values ----------------------------------------------------------------------------
+
+CsvSource Csv(const std::string &text) {
+    std::istringstream stream(text);
+    return CsvSource(stream);
+}
+
+TEST(CsvLine, IsSplitAtCommasOutsideQuotes) {
+    EXPECT_EQ(SplitCsvLine(R"(a,,"b,c","say ""x""",)"),
+              (std::vector<std::string>{"a", "", "b,c", "say \"x\"", ""}));
+}
+
+TEST(CsvSource, MakesDevicesFromTheNamesOfItsColumns) {
+    const CsvSource source = Csv("time,Meter/Ua [V],Pump/Flow [l/s],Meter/Ub\n1,2,3,4\n");
+    const Catalogue &devices = source.Devices();
+    ASSERT_EQ(devices.size(), 2U);
+    EXPECT_EQ(devices[0].name, "Meter");
+    EXPECT_EQ(devices[0].address, 1);
+    ASSERT_EQ(devices[0].points.size(), 3U);
+    EXPECT_EQ(devices[0].points[0].name, "Comm_Status");
+    EXPECT_EQ(devices[0].points[1].name, "Ua");
+    EXPECT_EQ(devices[0].points[1].unit, "V");
+    EXPECT_EQ(devices[0].points[2].name, "Ub");
+    EXPECT_EQ(devices[0].points[2].unit, "");
+    EXPECT_EQ(devices[1].name, "Pump");
+    EXPECT_EQ(devices[1].address, 2);
+    EXPECT_EQ(devices[1].points[1].unit, "l/s");
+}
+
+TEST(CsvSource, PlaysRowAfterRowAndBeginsAgain) {
+    CsvSource source = Csv("Meter/Ua,Meter/Ub\r\n1,2\r\n\r\n3,\r\n");
+    EXPECT_EQ(source.Read(0), (Values{{0x01010000, 1}, {0x01010001, 2}}));
+    EXPECT_EQ(source.Read(0), (Values{{0x01010000, 3}}));
+    EXPECT_EQ(source.Read(0), (Values{{0x01010000, 1}, {0x01010001, 2}}));
+}
+
+TEST(CsvSource, TakesDataIdsAsNames) {
+    CsvSource source = Csv("02051123,02050100\n7,1\n");
+    ASSERT_EQ(source.Devices().size(), 1U);
+    EXPECT_EQ(source.Devices()[0].channel, 2);
+    EXPECT_EQ(source.Devices()[0].address, 5);
+    EXPECT_EQ(source.Devices()[0].points.size(), 2U);
+    EXPECT_EQ(source.Devices()[0].points[1].number, 0x123);
+    EXPECT_EQ(source.Read(0), (Values{{0x02051123, 7}, {0x02050100, 1}}));
+}
+
+class BadCsv : public testing::TestWithParam<std::pair<const char *, const char *>> {};
+
+TEST_P(BadCsv, IsRefusedWithAReason) {
+    try {
+        Csv(GetParam().first);
+        FAIL() << GetParam().first;
+    } catch (const std::runtime_error &error) {
+        EXPECT_THAT(error.what(), testing::HasSubstr(GetParam().second));
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    All, BadCsv,
+    testing::Values(std::pair("", "is empty"), std::pair("time\n1\n", "names no point"),
+                    std::pair("Meter/Ua\n", "no row of values"),
+                    std::pair("Ua\n1\n", "column 'Ua' is not called Device/Point"),
+                    std::pair("/Ua\n1\n", "Device/Point"), std::pair("Meter/\n1\n", "Device/Point"),
+                    std::pair("Meter/Ua\n1\nx\n", "line 3 of the recorded values: 'x'"),
+                    std::pair("Meter/Ua\ninf\n", "line 2")));
+
+// --- Generated values ---------------------------------------------------------------------------
+
+TEST(WaveSource, HasTheSizeThatItWasGiven) {
+    const WaveSource source({2, 3, 4});
+    ASSERT_EQ(source.Devices().size(), 6U);
+    EXPECT_EQ(source.Devices()[5].channel, 2);
+    EXPECT_EQ(source.Devices()[5].address, 3);
+    EXPECT_EQ(source.Devices()[5].points.size(), 4U + 3U);
+}
+
+TEST(WaveSource, GivesEveryPointAValueThatTheMomentDecides) {
+    WaveSource one({1, 2, 3});
+    WaveSource other({1, 2, 3});
+    const Values values = one.Read(1700000000);
+    EXPECT_EQ(values.size(), 2U * 6U);
+    EXPECT_EQ(values, other.Read(1700000000));
+    EXPECT_NE(values, one.Read(1700000001));
+    for (const auto &[id, value] : values) {
+        EXPECT_GE(value, 0) << id;
+    }
+}
+
+TEST(WaveSource, HasDevicesThatAlwaysAnswer) {
+    EXPECT_EQ(WaveSource({1, 1, 1}).Read(1)[0x01010100], 1);
+}
+
+TEST(WaveSource, HasMoreChannelsAndDevicesThanAByteCounts) {
+    EXPECT_EQ(WaveSource({1, 255, 1}).Devices().size(), 255U);
+}
+
+// --- A machine's own readings -------------------------------------------------------------------
+
+constexpr const char *kRoot = "/tmp/machine";
+
+void WriteMachine(const std::string &path, const std::string &content) {
+    WriteFile(kRoot + path, content);
+}
+
+void WriteWholeMachine() {
+    WriteMachine("/proc/stat", "cpu  100 0 50 800 50 0 0 0 0 0\ncpu0 100 0 50 800 50 0 0 0 0 0\n");
+    WriteMachine("/proc/meminfo",
+                 "MemTotal:        4096 kB\nMemFree:          512 kB\nMemAvailable:    1024 kB\n"
+                 "SwapTotal:       2048 kB\nSwapFree:        1024 kB\n");
+    WriteMachine("/proc/loadavg", "0.50 1.25 2.00 3/123 4567\n");
+    WriteMachine("/proc/uptime", "7200.00 1000.00\n");
+    WriteMachine("/proc/diskstats",
+                 "   8       0 sda 10 0 2000 0 5 0 4000 0 0 0 0\n"
+                 "   8       1 sda1 10 0 2000 0 5 0 4000 0 0 0 0\n");
+    WriteMachine("/sys/block/sda/device/model", "disk\n");
+    WriteMachine("/proc/net/dev",
+                 "Inter-|   Receive\n face |bytes\n"
+                 "    lo: 1000 1 0 0 0 0 0 0 1000 1 0 0 0 0 0 0\n"
+                 "  eth0: 5000 1 0 0 0 0 0 0 7000 1 0 0 0 0 0 0\n");
+    WriteMachine("/sys/class/thermal/thermal_zone0/type", "cpu-thermal\n");
+    WriteMachine("/sys/class/thermal/thermal_zone0/temp", "48250\n");
+}
+
+TEST(SelfReadings, ReadTheProcessorLine) {
+    WriteWholeMachine();
+    const auto time = SelfReadings(kRoot).Processor();
+    ASSERT_TRUE(time);
+    EXPECT_EQ(time->user, 100U);
+    EXPECT_EQ(time->system, 50U);
+    EXPECT_EQ(time->waiting, 50U);
+    EXPECT_EQ(time->all, 1000U);
+}
+
+TEST(SelfReadings, CountADiskOnceAndNotItsPartitions) {
+    WriteWholeMachine();
+    const auto disks = SelfReadings(kRoot).Disks();
+    ASSERT_TRUE(disks);
+    EXPECT_EQ(disks->readBytes, 2000U * 512U);
+    EXPECT_EQ(disks->writtenBytes, 4000U * 512U);
+}
+
+TEST(SelfReadings, ReadEveryNetworkInterface) {
+    WriteWholeMachine();
+    const auto networks = SelfReadings(kRoot).Networks();
+    ASSERT_EQ(networks.size(), 2U);
+    EXPECT_EQ(networks.at("eth0").receivedBytes, 5000U);
+    EXPECT_EQ(networks.at("eth0").sentBytes, 7000U);
+}
+
+TEST(SelfReadings, AreAbsentOnAMachineThatTellsNothing) {
+    const SelfReadings readings("/tmp/nothing");
+    EXPECT_FALSE(readings.Processor());
+    EXPECT_TRUE(readings.Memory().empty());
+    EXPECT_FALSE(readings.LoadAverage());
+    EXPECT_FALSE(readings.Uptime());
+    EXPECT_FALSE(readings.Disks());
+    EXPECT_TRUE(readings.Networks().empty());
+    EXPECT_TRUE(readings.Temperatures().empty());
+}
+
+TEST(SelfSource, ShowsTheMachineInItsUnits) {
+    WriteWholeMachine();
+    SelfSource source(kRoot);
+    WriteMachine("/proc/stat", "cpu  130 0 60 850 60 0 0 0 0 0\n");
+    const Values values = source.Read(0);
+    EXPECT_DOUBLE_EQ(values.at(0x01010000), 40);  // processor: 30 user and 10 system of 100 ticks
+    EXPECT_DOUBLE_EQ(values.at(0x01010001), 30);
+    EXPECT_DOUBLE_EQ(values.at(0x01010002), 10);
+    EXPECT_DOUBLE_EQ(values.at(0x01010003), 10);
+    EXPECT_DOUBLE_EQ(values.at(0x01020000), 4);  // memory: MiB
+    EXPECT_DOUBLE_EQ(values.at(0x01020001), 1);
+    EXPECT_DOUBLE_EQ(values.at(0x01020002), 75);
+    EXPECT_DOUBLE_EQ(values.at(0x01020003), 1);
+    EXPECT_DOUBLE_EQ(values.at(0x01030001), 1.25);  // load
+    EXPECT_DOUBLE_EQ(values.at(0x01030003), 123);
+    EXPECT_DOUBLE_EQ(values.at(0x01030004), 2);
+    EXPECT_DOUBLE_EQ(values.at(0x02010002), 0);  // nothing was read from the disk since
+    EXPECT_DOUBLE_EQ(values.at(0x02020000), 0);
+    EXPECT_DOUBLE_EQ(values.at(0x03010000), 48.25);  // temperature
+}
+
+TEST(SelfSource, ShowsRatesAsMeansSinceTheReadingBefore) {
+    WriteWholeMachine();
+    SelfSource source(kRoot);
+    WriteMachine("/proc/net/dev", "  eth0: 105000 1 0 0 0 0 0 0 7000 1 0 0 0 0 0 0\n");
+    const Values values = source.Read(0);
+    EXPECT_GT(values.at(0x02020000), 0);
+    EXPECT_EQ(values.at(0x02020001), 0);
+}
+
+TEST(SelfSource, TakesACounterThatStartedAnewAsNoGrowth) {
+    WriteWholeMachine();
+    SelfSource source(kRoot);
+    WriteMachine("/proc/stat", "cpu  1 0 1 8 0 0 0 0 0 0\n");
+    EXPECT_EQ(source.Read(0).at(0x01010000), 0);
+}
+
+TEST(SelfSource, LeavesOutWhatCannotBeRead) {
+    SelfSource source("/tmp/nothing");
+    EXPECT_TRUE(source.Read(0).empty());
+}
+
+TEST(SelfSource, ReadsTheMachineThatItRunsOn) {
+    SelfSource source;
+    const Values values = source.Read(0);
+    EXPECT_GT(values.at(0x01020000), 0);  // some memory
+    EXPECT_GT(values.at(0x01030004), 0);  // some uptime
+}
+
+}  // namespace
+}  // namespace corvenna::test
