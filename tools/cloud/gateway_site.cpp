@@ -237,7 +237,7 @@ void GatewaySite::Run(Exchange &exchange, const std::vector<std::string> &segmen
 
 Element GatewaySite::ReadBody(Call &call) const {
     call.bodyFormat = BodyFormat(call.request);
-    const std::string encoding = call.request.get_header_value("Content-Encoding");
+    const std::string &encoding = call.exchange.encoding;
     if (encoding.empty() || encoding == "identity") {
         return ParseDocument(call.bodyFormat, call.exchange.body);
     }

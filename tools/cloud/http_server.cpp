@@ -179,7 +179,11 @@ bool HttpServer::Serve(Connection &connection) {
             exchange.trace.method = request.method;
             exchange.trace.target = request.target;
             exchange.trace.requestHeaders = HeaderLines(request);
-            request.ranges.clear();  // ranges are the site's business
+            // What the library would do by itself is the site's business: ranges, and inflating,
+            // which the library does without a bound.
+            request.ranges.clear();
+            exchange.encoding = request.get_header_value("Content-Encoding");
+            request.headers.erase("Content-Encoding");
             exchange.fault = site_.RequestFault(request);
             if (exchange.fault) {
                 connection.HoldAnswer();

@@ -21,6 +21,7 @@ namespace corvenna::cloud {
 struct Exchange {
     const httplib::Request *request = nullptr;
     httplib::Response *response = nullptr;
+    std::string encoding;  ///< Content-Encoding of the body, which is as it was sent
     std::string body;
     std::optional<Fault> fault;
     TraceEntry trace;
