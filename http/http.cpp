@@ -1,5 +1,86 @@
 #include "http/http.h"
 
-CHttp::CHttp() : result_{}, lock_ PTHREAD_MUTEX_INITIALIZER {}
+#include <curl/curl.h>
 
-CHttp::~CHttp() = default;
+#include <algorithm>
+#include <cstdio>
+
+#include "base/handle.h"
+#include "config/sys_set.h"
+#include "http/transfer.h"
+#include "log/log.h"
+#include "plugin/instances.h"
+
+namespace {
+
+using corvenna::kHttp;
+using corvenna::Run;
+
+corvenna::Settings CurrentSettings() {
+    CSysSet &settings = *GetCSysSetInstance();
+    return {*settings.GetCloudConfigAttr(), *settings.GetHttpsCertInfo()};
+}
+
+}  // namespace
+
+CHttp::CHttp() : result_{} {
+    static_assert(sizeof result_ == corvenna::kResultAreaSize);
+    pthread_mutex_init(&lock_, nullptr);
+    curl_global_init(CURL_GLOBAL_ALL);
+}
+
+CHttp::~CHttp() {
+    curl_global_cleanup();
+    pthread_mutex_destroy(&lock_);
+}
+
+int CHttp::UploadMemoryData(ST_FRAME_MEMORY_UPLOAD *frame, corvenna::Outcome *outcome) {
+    const auto *operation =
+        frame != nullptr ? corvenna::FindOperation(kHttp, frame->method) : nullptr;
+    return Run(operation, CurrentSettings(), frame, outcome);
+}
+
+int CHttp::GET_MemoryData(ST_FRAME_MEMORY_UPLOAD *frame) {
+    return Run(&kHttp.get, CurrentSettings(), frame);
+}
+
+int CHttp::POST_MemoryData(ST_FRAME_MEMORY_UPLOAD *frame) {
+    return Run(&kHttp.post, CurrentSettings(), frame);
+}
+
+int CHttp::PUT_MemoryData(ST_FRAME_MEMORY_UPLOAD *frame) {
+    return Run(&kHttp.put, CurrentSettings(), frame);
+}
+
+int CHttp::DELTET_MemoryData(ST_FRAME_MEMORY_UPLOAD *frame) {
+    return Run(&kHttp.remove, CurrentSettings(), frame);
+}
+
+int CHttp::UploadRealDataFile(ST_FRAME_FILE_UPLOAD *frame, int *httpCode) {
+    return Run(kHttp.realData, CurrentSettings(), frame, result_, httpCode);
+}
+
+int CHttp::UploadAlarmDataFile(ST_FRAME_FILE_UPLOAD *frame) {
+    return Run(kHttp.alarmData, CurrentSettings(), frame, result_);
+}
+
+int CHttp::GetDownFile(ST_FRAME_FILE_UPLOAD *frame, down_file_para * /*file*/) {
+    return Run(kHttp.download, CurrentSettings(), frame);
+}
+
+int CHttp::ReadJsonDataFile(const char *path, char *buffer, int capacity) {
+    if (path == nullptr || buffer == nullptr) {
+        return corvenna::kFail;
+    }
+    const corvenna::File file(std::fopen(path, "r+"));
+    if (file == nullptr) {
+        log_Text(4, "Can not open file %s", path);
+        return corvenna::kFail;
+    }
+    std::fseek(file.get(), 0, SEEK_END);
+    const long size = std::ftell(file.get());
+    std::rewind(file.get());
+    // Ours: neither a size that cannot be told nor a negative capacity becomes a huge count.
+    const long wanted = std::max(0L, std::min(size, static_cast<long>(capacity)));
+    return static_cast<int>(std::fread(buffer, 1, static_cast<std::size_t>(wanted), file.get()));
+}

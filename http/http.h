@@ -48,7 +48,8 @@ public:
     int GetDownFile(ST_FRAME_FILE_UPLOAD *frame, down_file_para *file);
 
     /// Reads at most `capacity` bytes of a file; no NUL is appended.
-    /// @return bytes read, -1 when path is null or the file cannot be opened.
+    /// @return bytes read (0 for a negative capacity), -1 when path or buffer is null or the file
+    ///         cannot be opened for reading and writing.
     int ReadJsonDataFile(const char *path, char *buffer, int capacity);
 
     /// The result area: 385 bytes, the last upload's path from index 1 on. Shared by all callers.

@@ -1,5 +1,64 @@
 #include "http/https.h"
 
-CHttps::CHttps() : result_{}, lock_ PTHREAD_MUTEX_INITIALIZER {}
+#include <curl/curl.h>
 
-CHttps::~CHttps() = default;
+#include "config/sys_set.h"
+#include "http/transfer.h"
+#include "plugin/instances.h"
+
+namespace {
+
+using corvenna::kHttps;
+using corvenna::Run;
+
+corvenna::Settings CurrentSettings() {
+    CSysSet &settings = *GetCSysSetInstance();
+    return {*settings.GetCloudConfigAttr(), *settings.GetHttpsCertInfo()};
+}
+
+}  // namespace
+
+CHttps::CHttps() : result_{} {
+    static_assert(sizeof result_ == corvenna::kResultAreaSize);
+    pthread_mutex_init(&lock_, nullptr);
+    curl_global_init(CURL_GLOBAL_ALL);
+}
+
+CHttps::~CHttps() {
+    curl_global_cleanup();
+    pthread_mutex_destroy(&lock_);
+}
+
+int CHttps::UploadMemoryData(ST_FRAME_MEMORY_UPLOAD *frame, corvenna::Outcome *outcome) {
+    const auto *operation =
+        frame != nullptr ? corvenna::FindOperation(kHttps, frame->method) : nullptr;
+    return Run(operation, CurrentSettings(), frame, outcome);
+}
+
+int CHttps::GET_MemoryData(ST_FRAME_MEMORY_UPLOAD *frame) {
+    return Run(&kHttps.get, CurrentSettings(), frame);
+}
+
+int CHttps::POST_MemoryData(ST_FRAME_MEMORY_UPLOAD *frame) {
+    return Run(&kHttps.post, CurrentSettings(), frame);
+}
+
+int CHttps::PUT_MemoryData(ST_FRAME_MEMORY_UPLOAD *frame) {
+    return Run(&kHttps.put, CurrentSettings(), frame);
+}
+
+int CHttps::DELTET_MemoryData(ST_FRAME_MEMORY_UPLOAD *frame) {
+    return Run(&kHttps.remove, CurrentSettings(), frame);
+}
+
+int CHttps::UploadRealDataFile(ST_FRAME_FILE_UPLOAD *frame, int *httpCode) {
+    return Run(kHttps.realData, CurrentSettings(), frame, result_, httpCode);
+}
+
+int CHttps::UploadAlarmDataFile(ST_FRAME_FILE_UPLOAD *frame) {
+    return Run(kHttps.alarmData, CurrentSettings(), frame, result_);
+}
+
+int CHttps::GetDownFile(ST_FRAME_FILE_UPLOAD *frame, down_file_para * /*file*/) {
+    return Run(kHttps.download, CurrentSettings(), frame);
+}
