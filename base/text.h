@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 namespace corvenna {
 
@@ -13,12 +14,9 @@ namespace corvenna {
 template <std::size_t Limit, std::size_t Size>
 void CopyText(char (&field)[Size], const char *text) {
     static_assert(0 < Limit && Limit <= Size, "the limit must fit the field");
-    std::size_t length = 0;
-    while (length + 1 < Limit && text[length] != '\0') {
-        field[length] = text[length];
-        ++length;
+    if (memccpy(field, text, '\0', Limit - 1) == nullptr) {
+        field[Limit - 1] = '\0';
     }
-    field[length] = '\0';
 }
 
 /// snprintf into a fixed field with a limit of its own, at most Limit - 1 characters.

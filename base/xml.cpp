@@ -27,6 +27,10 @@ void CleanUpXml() {
     xmlInitParser();
 }
 
+void FreeXmlDocument::operator()(_xmlDoc *document) const {
+    xmlFreeDoc(document);
+}
+
 bool IsElement(const xmlNode *node, const char *name) {
     return node->type == XML_ELEMENT_NODE && xmlStrEqual(node->name, ToXml(name)) != 0;
 }

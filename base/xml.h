@@ -6,7 +6,7 @@
 #include <memory>
 #include <shared_mutex>
 
-#include "base/handle.h"
+#include "base/xml_document.h"
 
 namespace corvenna {
 
@@ -27,9 +27,6 @@ private:
 /// Runs libxml2's global clean-up while no XmlGuard is held anywhere, and makes the library ready
 /// again before anyone goes on. The caller must not hold a guard.
 void CleanUpXml();
-
-/// Owns a document. Resetting or destroying one needs an XmlGuard.
-using XmlDocument = std::unique_ptr<xmlDoc, FreedBy<xmlFreeDoc>>;
 
 /// Owns a text that libxml2 allocated.
 struct FreedByXml {

@@ -4,7 +4,7 @@ include(CMakePackageConfigHelpers)
 
 install(TARGETS corvenna EXPORT corvennaTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 foreach(header
-        base/export.h
+        base/export.h base/xml_document.h
         plugin/plugin.h plugin/instances.h
         config/sys_set.h config/sn_set.h config/channel_set.h config/forward_config.h
         packfile/packfile.h http/frame.h http/http.h http/https.h

@@ -1,5 +1,170 @@
 #include "config/channel_set.h"
 
+#include <unistd.h>
+
+#include <cstdio>
+
+#include "base/text.h"
+#include "base/xml.h"
+#include "config/attributes.h"
+#include "config/root.h"
+#include "log/log.h"
+
+namespace {
+
+using corvenna::Attribute;
+using corvenna::AttributeText;
+using corvenna::CopyText;
+using corvenna::Decimal;
+using corvenna::FindAttribute;
+using corvenna::IsElement;
+using corvenna::ReadAttributes;
+using corvenna::XmlGuard;
+
+// The load is paced, so that it takes a predictable time for each device.
+constexpr useconds_t kPauseMicroseconds = 100000;
+
+constexpr corvenna::RootMessages kRootMessages = {
+    "[LoadChannelParamFromXml]: Xml document is null",
+    "[LoadChannelParamFromXml]: Empty document.",
+    "[LoadChannelParamFromXml]: Root node is not 'ChannelConfig'",
+};
+
+constexpr Attribute<ST_DEV_ATTR> kDevice[] = {
+    {"DeviceName", [](auto &dev, auto value) { CopyText<127>(dev.DeviceName, value); }},
+    {"Name", [](auto &dev, auto value) { CopyText<127>(dev.Name, value); }},
+    {"Protocol", [](auto &dev, auto value) { CopyText<127>(dev.Protocol, value); }},
+    {"Desc", [](auto &dev, auto value) { CopyText<127>(dev.Desc, value); }},
+    {"SlaveId",
+     [](auto &dev, auto value) { dev.SlaveId = static_cast<std::uint8_t>(Decimal(value)); }},
+    {"Group",
+     [](auto &dev, auto value) { dev.GroupNo = static_cast<std::uint8_t>(Decimal(value)); }},
+};
+
+std::uint16_t DeviceNumber(const ST_DEV_ATTR &dev) {
+    return static_cast<std::uint16_t>(dev.ChannelNo << 8 | dev.SlaveId);
+}
+
+template <class Map, class Key, class Record>
+bool Find(Map &map, Key key, Record **out) {
+    const auto found = map.find(key);
+    if (found == map.end()) {
+        return false;
+    }
+    *out = &found->second;
+    return true;
+}
+
+}  // namespace
+
 CChannelSet::CChannelSet() = default;
 
-CChannelSet::~CChannelSet() = default;
+CChannelSet::~CChannelSet() {
+    Close();
+}
+
+int CChannelSet::Open(const char *path) {
+    {
+        const XmlGuard guard;
+        document_ = corvenna::ParseConfiguration(path);
+        if (document_ == nullptr) {
+            log_Text(kLogError, "Document %s parsed failed.", path != nullptr ? path : "");
+            return -1;
+        }
+        xmlKeepBlanksDefault(0);
+    }
+    return LoadNodeFromXml();
+}
+
+int CChannelSet::LoadNodeFromXml() {
+    const xmlNode *root = nullptr;
+    {
+        const XmlGuard guard;
+        root = corvenna::CheckRoot(document_, "ChannelConfig", kRootMessages);
+    }
+    if (root == nullptr) {
+        return -1;
+    }
+    // On purpose: one record for the whole file. A device inherits from the one before it, even of
+    // another channel, what it omits; only its display name starts empty.
+    ST_DEV_ATTR dev{};
+    for (const xmlNode *node = root->children; node != nullptr; node = node->next) {
+        if (IsElement(node, "Channel")) {
+            LoadChannel(node, dev);
+        }
+        usleep(kPauseMicroseconds);
+    }
+    return 0;
+}
+
+void CChannelSet::LoadChannel(const xmlNode *channel, ST_DEV_ATTR &dev) {
+    if (const xmlAttr *number = FindAttribute(channel, "No")) {
+        const XmlGuard guard;
+        dev.ChannelNo = static_cast<std::uint8_t>(Decimal(AttributeText(number).Get()));
+    }
+    for (const xmlNode *node = channel->children; node != nullptr; node = node->next) {
+        if (!IsElement(node, "Dev")) {
+            continue;
+        }
+        dev.DeviceName[0] = '\0';
+        {
+            const XmlGuard guard;
+            ReadAttributes(node, kDevice, dev);
+        }
+        AddDev(dev);
+        LoadDevPointAttr(dev);  // On purpose: a device without usable points stays a device.
+        usleep(kPauseMicroseconds);
+    }
+}
+
+int CChannelSet::Close() {
+    const XmlGuard guard;
+    if (document_ == nullptr) {
+        return -1;
+    }
+    document_.reset();
+    return 0;
+}
+
+int CChannelSet::IsOpen() const {
+    return document_ != nullptr ? 0 : -1;
+}
+
+int CChannelSet::AddDev(ST_DEV_ATTR dev) {
+    devices_[DeviceNumber(dev)] = dev;
+    return 0;
+}
+
+int CChannelSet::GetAttr(unsigned short devNo, ST_DEV_ATTR **out) {
+    if (out == nullptr) {
+        return -1;
+    }
+    if (!Find(devices_, devNo, out)) {
+        std::printf("Can not find Device %04x's Attr\n", devNo);
+        return -1;
+    }
+    return 0;
+}
+
+int CChannelSet::GetAttr(unsigned int dataId, ST_POINTID_ATTR **out) {
+    if (out == nullptr) {
+        return -1;
+    }
+    if (!Find(pointsById_, dataId, out)) {
+        std::printf("Can not find DataId %08x's Attr \n", dataId);
+        return -1;
+    }
+    return 0;
+}
+
+void CChannelSet::GetAttr(MAP_CHANNEL_POINT **out) {
+    *out = &pointsByChannel_;
+}
+
+void CChannelSet::GetAttr(MAP_DEV_ATTR **out) {
+    *out = &devices_;
+}
+
+void CChannelSet::GetAttr(MAP_POINTID_ATTR **out) {
+    *out = &pointsById_;
+}

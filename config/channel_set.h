@@ -4,8 +4,9 @@
 #include <map>
 
 #include "base/export.h"
+#include "base/xml_document.h"
 
-struct _xmlDoc;
+struct _xmlNode;
 
 #pragma pack(push, 1)
 
@@ -96,7 +97,9 @@ public:
     int ShowSamplePointInfo(const MAP_CHANNEL_POINT *points);
 
 private:
-    _xmlDoc *document_ = nullptr;
+    void LoadChannel(const _xmlNode *channel, ST_DEV_ATTR &dev);
+
+    corvenna::XmlDocument document_;
     MAP_CHANNEL_POINT pointsByChannel_;
     MAP_DEV_ATTR devices_;
     MAP_POINTID_ATTR pointsById_;

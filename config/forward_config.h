@@ -5,8 +5,7 @@
 #include <string>
 
 #include "base/export.h"
-
-struct _xmlDoc;
+#include "base/xml_document.h"
 
 /// forwarding channel address → channel number → slave address → point name → data id
 using MAP_FORWARD =
@@ -43,6 +42,8 @@ public:
     const MAP_FORWARD &GetForwardMap() const { return map_; }
 
 private:
-    _xmlDoc *document_ = nullptr;
+    int Load();
+
+    corvenna::XmlDocument document_;
     MAP_FORWARD map_;
 };

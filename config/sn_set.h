@@ -3,8 +3,7 @@
 #include <cstdint>
 
 #include "base/export.h"
-
-struct _xmlDoc;
+#include "base/xml_document.h"
 
 /// The gateway's identity: model and serial number. Loaded once by Init on the host's thread;
 /// afterwards only read, from any thread and without a lock. Owns the parsed document while one is
@@ -49,7 +48,9 @@ public:
     void Model2Sn(const char *sn);
 
 private:
-    _xmlDoc *document_ = nullptr;
+    int Load();
+
+    corvenna::XmlDocument document_;
     std::int32_t model_ = 1;
     std::uint32_t number_ = 0;
     char text_[20] = "";

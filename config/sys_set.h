@@ -3,8 +3,7 @@
 #include <cstdint>
 
 #include "base/export.h"
-
-struct _xmlDoc;
+#include "base/xml_document.h"
 
 #pragma pack(push, 1)
 
@@ -97,7 +96,9 @@ public:
     int ShowHttpsCertInfo(const ST_HTTPS_CERT_INFO *info);
 
 private:
-    _xmlDoc *document_ = nullptr;
+    int Load();
+
+    corvenna::XmlDocument document_;
     ST_CLOUDSERVER_CONFIG_ATTR cloud_{};
     ST_GATEWAY_INFO gateway_{};
     ST_HTTPS_CERT_INFO https_{};
