@@ -1,9 +1,9 @@
 # corvenna-cloud from outside: Python's standard library talks to the program.
 find_program(CORVENNA_PYTHON python3 REQUIRED)
 list(JOIN CMAKE_CROSSCOMPILING_EMULATOR " " emulator)
-foreach(suite exchanges)
+foreach(suite exchanges refusals durability injection faults)
     add_test(NAME cloud/${suite}
-        COMMAND ${CORVENNA_PYTHON} -m unittest -v cloud_${suite}_test
+        COMMAND ${CORVENNA_PYTHON} -W ignore::DeprecationWarning -m unittest -v cloud_${suite}_test
         WORKING_DIRECTORY ${CMAKE_CURRENT_SOURCE_DIR})
     set_tests_properties(cloud/${suite} PROPERTIES TIMEOUT 300 LABELS cloud
         ENVIRONMENT "CORVENNA_CLOUD=$<TARGET_FILE:corvenna-cloud>;CORVENNA_EMULATOR=${emulator};PYTHONDONTWRITEBYTECODE=1;${CORVENNA_TEST_ENVIRONMENT}")

@@ -148,8 +148,10 @@ class Cloud:
     def raw(self, request, scheme="http"):
         """Everything that comes back on a connection of its own, and how the connection ended:
         "closed", "reset"."""
-        with socket.create_connection(("127.0.0.1", self.ready[scheme]), ANSWER_SECONDS) as plain:
-            connection = trusting().wrap_socket(plain) if scheme == "https" else plain
+        connection = socket.create_connection(("127.0.0.1", self.ready[scheme]), ANSWER_SECONDS)
+        if scheme == "https":
+            connection = trusting().wrap_socket(connection)
+        with connection:
             connection.sendall(request)
             received = b""
             try:

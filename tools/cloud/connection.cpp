@@ -21,6 +21,7 @@ constexpr std::size_t kAnswerBlock = 65536;
 constexpr std::chrono::seconds kReadPause{30};     // without a byte from the gateway
 constexpr std::chrono::seconds kRequestTime{300};  // for a whole request
 constexpr std::chrono::milliseconds kLinger{500};
+constexpr std::size_t kLingerBytes = 8U << 20U;
 
 void SetTimeLimit(int socket, int option, std::chrono::seconds seconds) {
     timeval time{};
@@ -131,8 +132,13 @@ void Connection::Linger() {
     shutdown(socket_, SHUT_WR);
     const auto end = std::chrono::steady_clock::now() + kLinger;
     std::array<char, kInputBlock> rest{};
-    while (std::chrono::steady_clock::now() < end && Readable(socket_, kLinger) &&
-           recv(socket_, rest.data(), rest.size(), 0) > 0) {
+    std::size_t left = kLingerBytes;
+    while (std::chrono::steady_clock::now() < end && Readable(socket_, kLinger)) {
+        const ssize_t length = recv(socket_, rest.data(), rest.size(), 0);
+        if (length <= 0 || static_cast<std::size_t>(length) > left) {
+            return;
+        }
+        left -= static_cast<std::size_t>(length);
     }
 }
 
