@@ -35,4 +35,14 @@ inline long Decimal(const char *text) {
     return std::strtol(text, nullptr, 10);
 }
 
+/// A whole number as decimal text.
+class DecimalText {
+public:
+    explicit DecimalText(int number) { std::snprintf(text_, sizeof text_, "%d", number); }
+    const char *Get() const { return text_; }
+
+private:
+    char text_[12];
+};
+
 }  // namespace corvenna

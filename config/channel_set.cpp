@@ -4,9 +4,9 @@
 
 #include <cstdio>
 
+#include "base/attributes.h"
 #include "base/text.h"
 #include "base/xml.h"
-#include "config/attributes.h"
 #include "config/root.h"
 #include "log/log.h"
 

@@ -3,10 +3,10 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/attributes.h"
+#include "base/children.h"
 #include "base/text.h"
 #include "base/xml.h"
-#include "config/attributes.h"
-#include "config/children.h"
 #include "config/root.h"
 #include "log/log.h"
 

@@ -2,9 +2,9 @@
 
 #include <cstring>
 
+#include "base/attributes.h"
 #include "base/text.h"
 #include "base/xml.h"
-#include "config/attributes.h"
 #include "config/root.h"
 #include "log/log.h"
 

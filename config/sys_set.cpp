@@ -4,11 +4,11 @@
 
 #include <cstdio>
 
+#include "base/attributes.h"
+#include "base/children.h"
 #include "base/handle.h"
 #include "base/text.h"
 #include "base/xml.h"
-#include "config/attributes.h"
-#include "config/children.h"
 #include "config/intervals.h"
 #include "config/root.h"
 #include "log/log.h"

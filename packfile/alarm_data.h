@@ -3,9 +3,9 @@
 #include <vector>
 
 #include "config/channel_set.h"
-#include "packfile/json_text.h"
+#include "base/json_text.h"
 #include "packfile/packfile.h"
-#include "packfile/xml_tree.h"
+#include "base/xml_tree.h"
 
 namespace corvenna {
 

@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "packfile/file_name.h"
-#include "packfile/json_text.h"
-#include "packfile/xml_tree.h"
+#include "base/json_text.h"
+#include "base/xml_tree.h"
 
 namespace corvenna {
 

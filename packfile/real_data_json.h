@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "packfile/json_text.h"
+#include "base/json_text.h"
 #include "packfile/real_data_walk.h"
 
 namespace corvenna {

@@ -4,7 +4,7 @@
 #include <optional>
 
 #include "packfile/real_data_walk.h"
-#include "packfile/xml_tree.h"
+#include "base/xml_tree.h"
 
 namespace corvenna {
 

@@ -1,4 +1,4 @@
-#include "packfile/xml_tree.h"
+#include "base/xml_tree.h"
 
 namespace corvenna {
 

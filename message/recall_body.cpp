@@ -1,0 +1,14 @@
+#include "message/recall_body.h"
+
+#include "base/local_time.h"
+
+namespace corvenna {
+
+RecallTime::RecallTime(std::time_t time) : text_{} {
+    const std::tm broken = LocalTime(time).value_or(std::tm{});
+    if (std::strftime(text_, sizeof text_, "%Y-%m-%d %H:%M:%S", &broken) == 0) {
+        text_[0] = '\0';
+    }
+}
+
+}  // namespace corvenna
