@@ -4,9 +4,11 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string_view>
 
 #include "base/json.h"
+#include "packfile/value_text.h"
 
 namespace corvenna {
 
@@ -24,14 +26,19 @@ public:
 
     template <std::size_t Size>
     void Key(const char (&)[Size]) {
-        Separate();
-        Text(Size - 1, Size - 1);
+        Plain(Size - 1);
         ++length_;  // the colon
         first_ = true;
     }
     void String(std::string_view text) {
         Separate();
-        Text(text.size(), EscapedLength(text));
+        reserved_ = std::max(reserved_, length_ + 2 + text.size() * kCharacterRoom);
+        length_ += 2 + EscapedLength(text);
+    }
+    void Id(std::uint32_t /*id*/) { Plain(DataIdText::kLength); }
+    template <std::size_t Capacity>
+    void Value(double value) {
+        Plain(PrintedLength(value, Capacity));
     }
     void Uint(unsigned number) { Number(number); }
     void Int(int number) {
@@ -45,7 +52,7 @@ public:
     std::size_t Capacity() const { return std::max(reserved_, length_ + 1); }
 
 private:
-    /// What the Writer reserves for a number, and for a string of any content.
+    /// What the Writer reserves for a number, and for a character that it may have to escape.
     static constexpr std::size_t kNumberRoom = 11;
     static constexpr std::size_t kCharacterRoom = 6;
 
@@ -64,9 +71,9 @@ private:
         ++length_;
         first_ = false;
     }
-    void Text(std::size_t characters, std::size_t escaped) {
-        reserved_ = std::max(reserved_, length_ + 2 + characters * kCharacterRoom);
-        length_ += 2 + escaped;
+    void Plain(std::size_t characters) {
+        Separate();
+        length_ += 2 + characters;
     }
     void Number(unsigned number) {
         Separate();
@@ -98,10 +105,18 @@ public:
 
     template <std::size_t Size>
     void Key(const char (&name)[Size]) {
-        writer_.Key(name, Size - 1);
+        writer_.Plain(name, Size - 1);
     }
     void String(std::string_view text) {
         writer_.String(text.data(), static_cast<rapidjson::SizeType>(text.size()));
+    }
+    /// A data id, as text.
+    void Id(std::uint32_t id) { writer_.Plain(DataIdText(id).Get(), DataIdText::kLength); }
+    /// A value, as text cut at Capacity - 1 characters.
+    template <std::size_t Capacity>
+    void Value(double value) {
+        const ValueText<Capacity> text(value);
+        writer_.Plain(text.Get(), text.Length());
     }
     void Uint(unsigned number) { writer_.Uint(number); }
     void Int(int number) { writer_.Int(number); }
@@ -112,9 +127,24 @@ public:
 private:
     static constexpr std::size_t kDepth = 8;  ///< no document here nests deeper than five levels
 
+    /// A Writer that copies a key or a string known to need no escaping in one piece.
+    class PlainWriter : public rapidjson::Writer<rapidjson::StringBuffer> {
+    public:
+        using rapidjson::Writer<rapidjson::StringBuffer>::Writer;
+
+        void Plain(const char *text, std::size_t length) {
+            Prefix(rapidjson::kStringType);
+            char *to = os_->Push(length + 2);
+            to[0] = '"';
+            std::memcpy(to + 1, text, length);
+            to[length + 1] = '"';
+            EndValue(true);
+        }
+    };
+
     rapidjson::CrtAllocator heap_;
     rapidjson::StringBuffer buffer_;
-    rapidjson::Writer<rapidjson::StringBuffer> writer_;
+    PlainWriter writer_;
 };
 
 inline std::size_t JsonSize::EscapedLength(std::string_view text) {

@@ -1,5 +1,6 @@
 #include "packfile/alarm_data.h"
 
+#include <cstddef>
 #include <cstdint>
 
 #include "base/local_time.h"
@@ -16,8 +17,9 @@
 namespace corvenna {
 namespace {
 
-/// Texts of one event, each number cut at 46 characters.
-using AlarmValueText = ValueText<47>;
+/// Each number of an event is cut at 46 characters.
+constexpr std::size_t kValueCapacity = 47;
+using AlarmValueText = ValueText<kValueCapacity>;
 
 struct AlarmTimeText {
     char text[47];
@@ -41,12 +43,6 @@ unsigned DeviceOf(std::uint32_t id) {
 }
 
 template <class Out>
-void SpellValue(double value, Out &out) {
-    const AlarmValueText text(value);
-    out.String({text.Get(), text.Length()});
-}
-
-template <class Out>
 void SpellAlarm(const KnownAlarm &known, Out &out) {
     const Alarm_Data_Para &alarm = *known.alarm;
     out.StartObject();
@@ -57,13 +53,13 @@ void SpellAlarm(const KnownAlarm &known, Out &out) {
     out.Key("device");
     out.Uint(DeviceOf(alarm.dataId));
     out.Key("dblink");
-    out.String({DataIdText(alarm.dataId).Get(), DataIdText::kLength});
+    out.Id(alarm.dataId);
     out.Key("name");
     out.String(known.name);
     out.Key("value");
-    SpellValue(alarm.alarmValue, out);
+    out.template Value<kValueCapacity>(alarm.alarmValue);
     out.Key("threshold_value");
-    SpellValue(alarm.thresholdValue, out);
+    out.template Value<kValueCapacity>(alarm.thresholdValue);
     out.Key("unit");
     out.String(known.unit);
     out.Key("type");

@@ -1,7 +1,5 @@
 #include "packfile/real_data_json.h"
 
-#include "packfile/value_text.h"
-
 namespace corvenna {
 namespace {
 
@@ -24,19 +22,24 @@ public:
     }
 
     void Point(const PointFact &point) override {
-        switch (point.kind) {
-            case PointKind::kOrdinary: {
-                const ValueText<15> value(point.value);
-                Entry(point.id, point.name, point.unit, {value.Get(), value.Length()});
-                break;
-            }
-            case PointKind::kStatusUp:
-                Entry(point.id, kCommStatus, "", "1");
-                break;
-            case PointKind::kStatusDown:
-                Entry(point.id, kCommStatus, "", "0");
-                break;
+        out_.StartObject();
+        out_.Key("dblink");
+        out_.Id(point.id);
+        out_.Key("name");
+        if (point.kind == PointKind::kOrdinary) {
+            out_.String(point.name);
+            out_.Key("unit");
+            out_.String(point.unit);
+            out_.Key("value");
+            out_.template Value<15>(point.value);
+        } else {
+            out_.String(kCommStatus);
+            out_.Key("unit");
+            out_.String("");
+            out_.Key("value");
+            out_.String(point.kind == PointKind::kStatusUp ? "1" : "0");
         }
+        out_.EndObject();
     }
 
     void EndDevice() override {
@@ -45,20 +48,6 @@ public:
     }
 
 private:
-    void Entry(std::uint32_t id, std::string_view name, std::string_view unit,
-               std::string_view value) {
-        out_.StartObject();
-        out_.Key("dblink");
-        out_.String({DataIdText(id).Get(), DataIdText::kLength});
-        out_.Key("name");
-        out_.String(name);
-        out_.Key("unit");
-        out_.String(unit);
-        out_.Key("value");
-        out_.String(value);
-        out_.EndObject();
-    }
-
     Out &out_;
 };
 

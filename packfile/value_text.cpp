@@ -1,9 +1,11 @@
 #include "packfile/value_text.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <cstring>
 #include <limits>
+#include <optional>
 
 namespace corvenna {
 namespace {
@@ -14,7 +16,7 @@ constexpr unsigned kFractionBits = 52;
 constexpr unsigned kExponentMask = 0x7FF;
 /// The exponent field of a double whose mantissa, read as an integer, is its value: 2^52 to 2^53.
 constexpr unsigned kIntegerExponent = 1075;
-constexpr unsigned kThousand = 1000;
+constexpr std::uint64_t kThousand = 1000;
 /// A 53-bit mantissa times a thousand stays below 2^63; shifted by more than this it is under 1/2.
 constexpr unsigned kLargestShift = 63;
 
@@ -31,29 +33,68 @@ std::uint64_t ShiftRounded(std::uint64_t product, unsigned shift) {
     return quotient + (up ? 1 : 0);
 }
 
-/// Writes the decimal digits of a number so that they end before `end`; returns the first of them.
-char *PrintDigitsBefore(char *end, std::uint64_t number) {
-    while (number > std::numeric_limits<std::uint32_t>::max()) {
-        *--end = static_cast<char>('0' + number % 10);
-        number /= 10;
+/// A value below 2^53 as the format rounds it.
+struct Rounded {
+    bool negative;
+    std::uint64_t thousandths;
+};
+
+std::optional<Rounded> RoundToThousandths(double value) {
+    std::uint64_t bits = 0;
+    std::memcpy(&bits, &value, sizeof bits);
+    const auto exponent = static_cast<unsigned>(bits >> kFractionBits) & kExponentMask;
+    if (exponent > kIntegerExponent) {  // 2^53 and more, infinities, NaN
+        return std::nullopt;
     }
-    auto small = static_cast<std::uint32_t>(number);  // Ours: 64-bit division is slow on ARM.
-    do {
-        *--end = static_cast<char>('0' + small % 10);
-        small /= 10;
-    } while (small != 0);
+    const std::uint64_t hidden = std::uint64_t{1} << kFractionBits;
+    const std::uint64_t mantissa = hidden | (bits & (hidden - 1));
+    // Zero and subnormal numbers have no hidden bit; their shift is far beyond the largest.
+    const unsigned shift = kIntegerExponent - exponent;
+    const std::uint64_t thousandths =
+        shift > kLargestShift ? 0 : ShiftRounded(mantissa * kThousand, shift);
+    return Rounded{(bits >> 63) != 0, thousandths};
+}
+
+/// Writes two digits so that they end before `end`; returns the first of them.
+char *PrintPairBefore(char *end, std::uint32_t pair) {
+    static constexpr char kPairs[] =
+        "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
+        "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
+        "8081828384858687888990919293949596979899";
+    end -= 2;
+    std::memcpy(end, kPairs + static_cast<std::size_t>(pair) * 2, 2);
     return end;
 }
 
-char *PrintThousandthsBefore(char *end, std::uint64_t thousandths) {
-    auto decimals = static_cast<std::uint32_t>(thousandths % kThousand);
-    for (int i = 0; i < 3; ++i) {
-        *--end = static_cast<char>('0' + decimals % 10);
-        decimals /= 10;
+char *PrintDigitBefore(char *end, std::uint32_t digit) {
+    *--end = static_cast<char>('0' + digit);
+    return end;
+}
+
+/// Writes the decimal digits of a number so that they end before `end`; returns the first of them.
+char *PrintDigitsBefore(char *end, std::uint64_t number) {
+    while (number > std::numeric_limits<std::uint32_t>::max()) {
+        end = PrintPairBefore(end, static_cast<std::uint32_t>(number % 100));
+        number /= 100;
     }
+    auto small = static_cast<std::uint32_t>(number);  // 64-bit division is slow on a 32-bit core
+    while (small >= 100) {
+        end = PrintPairBefore(end, small % 100);
+        small /= 100;
+    }
+    return small >= 10 ? PrintPairBefore(end, small) : PrintDigitBefore(end, small);
+}
+
+char *PrintThousandthsBefore(char *end, std::uint64_t thousandths) {
+    const auto decimals = static_cast<std::uint32_t>(thousandths % kThousand);
+    end = PrintPairBefore(end, decimals % 100);
+    end = PrintDigitBefore(end, decimals / 100);
     *--end = '.';
     return PrintDigitsBefore(end, thousandths / kThousand);
 }
+
+/// A sign, sixteen digits, the point and three digits fit.
+constexpr std::size_t kTextRoom = 24;
 
 std::size_t PrintByFormat(double value, char *field, std::size_t capacity) {
     const int length = std::snprintf(field, capacity, "%.3lf", value);
@@ -63,23 +104,14 @@ std::size_t PrintByFormat(double value, char *field, std::size_t capacity) {
 }  // namespace
 
 std::size_t PrintValue(double value, char *field, std::size_t capacity) {
-    std::uint64_t bits = 0;
-    std::memcpy(&bits, &value, sizeof bits);
-    const auto exponent = static_cast<unsigned>(bits >> kFractionBits) & kExponentMask;
-    if (exponent > kIntegerExponent) {  // 2^53 and more, infinities, NaN
+    const std::optional<Rounded> rounded = RoundToThousandths(value);
+    if (!rounded) {
         return PrintByFormat(value, field, capacity);
     }
-    const std::uint64_t hidden = std::uint64_t{1} << kFractionBits;
-    const std::uint64_t mantissa = hidden | (bits & (hidden - 1));
-    // Zero and subnormal numbers have no hidden bit; their shift is far beyond the largest.
-    const unsigned shift = kIntegerExponent - exponent;
-    const std::uint64_t thousandths =
-        shift > kLargestShift ? 0 : ShiftRounded(mantissa * kThousand, shift);
-
-    char text[24];  // a sign, sixteen digits, the point and three digits fit
+    char text[kTextRoom];
     char *const end = text + sizeof text;
-    char *begin = PrintThousandthsBefore(end, thousandths);
-    if ((bits >> 63) != 0) {
+    char *begin = PrintThousandthsBefore(end, rounded->thousandths);
+    if (rounded->negative) {
         *--begin = '-';
     }
     const std::size_t length = std::min(static_cast<std::size_t>(end - begin), capacity - 1);
@@ -88,10 +120,31 @@ std::size_t PrintValue(double value, char *field, std::size_t capacity) {
     return length;
 }
 
+std::size_t PrintedLength(double value, std::size_t capacity) {
+    const std::optional<Rounded> rounded = RoundToThousandths(value);
+    if (!rounded) {
+        return std::min(static_cast<std::size_t>(std::snprintf(nullptr, 0, "%.3lf", value)),
+                        capacity - 1);
+    }
+    std::size_t length = rounded->negative ? 6 : 5;  // "-0.000", "0.000"
+    // The text grows by a digit at 10, 100, ...; there is one before the point even below 1.
+    for (std::uint64_t limit = 10 * kThousand; rounded->thousandths >= limit; limit *= 10) {
+        ++length;
+    }
+    return std::min(length, capacity - 1);
+}
+
 DataIdText::DataIdText(std::uint32_t id) {
-    for (std::size_t i = kLength; i > 0; --i) {
-        text_[i - 1] = "0123456789abcdef"[id & 0xF];
-        id >>= 4;
+    static constexpr auto kPairs = [] {
+        std::array<std::array<char, 2>, 256> pairs{};
+        for (std::size_t i = 0; i < pairs.size(); ++i) {
+            pairs[i] = {"0123456789abcdef"[i >> 4], "0123456789abcdef"[i & 0xF]};
+        }
+        return pairs;
+    }();
+    for (std::size_t i = 0; i < kLength / 2; ++i) {
+        std::memcpy(text_ + 2 * i, kPairs[id >> 24].data(), 2);
+        id <<= 8;
     }
     text_[kLength] = '\0';
 }

@@ -12,6 +12,9 @@ namespace corvenna {
 /// @return the length of the text in the field.
 std::size_t PrintValue(double value, char *field, std::size_t capacity);
 
+/// The length of that text, without making it where that is possible.
+std::size_t PrintedLength(double value, std::size_t capacity);
+
 /// A value's text in a buffer whose capacity is part of the file format: what does not fit is cut.
 template <std::size_t Capacity>
 class ValueText {
