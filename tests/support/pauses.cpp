@@ -3,12 +3,14 @@
 #include <unistd.h>
 
 #include <mutex>
+#include <utility>
 
 namespace {
 
 std::mutex gMutex;
 bool gRecording = false;
 std::vector<unsigned> gPauses;
+std::function<void()> gAction;
 
 }  // namespace
 
@@ -17,14 +19,19 @@ extern "C" {
 int __real_usleep(useconds_t microseconds);
 
 int __wrap_usleep(useconds_t microseconds) {
+    std::function<void()> action;
     {
         const std::lock_guard<std::mutex> lock(gMutex);
-        if (gRecording) {
-            gPauses.push_back(microseconds);
-            return 0;
+        if (!gRecording) {
+            return __real_usleep(microseconds);
         }
+        gPauses.push_back(microseconds);
+        action = gAction;
     }
-    return __real_usleep(microseconds);
+    if (action) {
+        action();
+    }
+    return 0;
 }
 }
 
@@ -34,6 +41,7 @@ PauseRecorder::PauseRecorder() {
     const std::lock_guard<std::mutex> lock(gMutex);
     gRecording = true;
     gPauses.clear();
+    gAction = nullptr;
 }
 
 PauseRecorder::~PauseRecorder() {
@@ -44,6 +52,11 @@ PauseRecorder::~PauseRecorder() {
 std::vector<unsigned> PauseRecorder::Microseconds() const {
     const std::lock_guard<std::mutex> lock(gMutex);
     return gPauses;
+}
+
+void PauseRecorder::OnPause(std::function<void()> action) {
+    const std::lock_guard<std::mutex> lock(gMutex);
+    gAction = std::move(action);
 }
 
 }  // namespace corvenna::test

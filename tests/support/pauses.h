@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <vector>
 
 namespace corvenna::test {
@@ -15,6 +16,9 @@ public:
 
     /// The pauses so far, in microseconds, in the order in which they were asked for.
     std::vector<unsigned> Microseconds() const;
+
+    /// Has something done in each pause, by the thread that pauses.
+    void OnPause(std::function<void()> action);
 };
 
 }  // namespace corvenna::test
