@@ -9,6 +9,7 @@
 #include "message/parse_memory.h"
 #include "plugin/instances.h"
 #include "plugin/plugin.h"
+#include "plugin/process_end.h"
 
 namespace corvenna {
 namespace {
@@ -63,6 +64,9 @@ std::size_t ReadFromFile(char *data, std::size_t size, std::size_t count, void *
 }
 
 std::size_t WriteToFile(char *data, std::size_t size, std::size_t count, void *file) {
+    if (IsProcessEnding()) {
+        return 0;  // gives a long download up
+    }
     return std::fwrite(data, size, count, static_cast<std::FILE *>(file));
 }
 

@@ -14,6 +14,7 @@
 #include "plugin/endpoints.h"
 #include "plugin/install_command.h"
 #include "plugin/plugin.h"
+#include "plugin/process_end.h"
 
 std::vector<down_file_para> *gPDownFile = nullptr;
 pthread_mutex_t down_file_mutex = PTHREAD_MUTEX_INITIALIZER;
@@ -60,7 +61,7 @@ bool MatchesDigest(const char *local, const char *expected) {
     return std::strcmp(getfilemd5(local, digest), expected) == 0;
 }
 
-void Serve(const Cloud &cloud, down_file_para &offer) {
+void Serve(const Cloud &cloud, down_file_para &offer, DownloadSteps &steps) {
     if (!IsSafe(offer)) {
         log_Text(kLogError, "down file %s refused", offer.md5);
         PutFile(offer.md5, kDiscarded);
@@ -70,9 +71,11 @@ void Serve(const Cloud &cloud, down_file_para &offer) {
     PrintText<127>(local, "/media/mmcblk0p1/%s", offer.md5);
     unlink(local);
     Fetch(cloud, offer, local);
+    steps.Next();
     if (MatchesDigest(local, offer.md5)) {
         log_Text(kLogInfo, "compare down file md5 ok");
         DealDownFile(&offer, local);
+        steps.Next();
         PutFile(offer.md5, kDone);
     } else {
         log_Text(kLogInfo, "compare down file md5 error,");
@@ -87,16 +90,19 @@ void Serve(const Cloud &cloud, down_file_para &offer) {
 using namespace corvenna;
 
 void *DownFile(void *) {
+    DownloadSteps steps;
     const Cloud cloud = ReadCloud();
     std::vector<down_file_para> offers;
     gPDownFile =
         &offers;  // On purpose: never cleared; only the next thread reads it, after setting it.
     FetchOffers(cloud);
     for (const down_file_para &offer : offers) {
+        steps.Next();
         PutFile(offer.md5, kBegun);
     }
     for (down_file_para &offer : offers) {
-        Serve(cloud, offer);
+        steps.Next();
+        Serve(cloud, offer, steps);
     }
     pthread_mutex_unlock(&down_file_mutex);  // On purpose: locked by whoever started this thread.
     log_Text(kLogInfo, "downfile thread exit");

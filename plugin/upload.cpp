@@ -8,6 +8,7 @@
 #include "plugin/download.h"
 #include "plugin/endpoints.h"
 #include "plugin/plugin.h"
+#include "plugin/process_end.h"
 
 namespace corvenna {
 namespace {
@@ -27,6 +28,9 @@ void StartDownloadUnlessRunning() {
         return;
     }
     log_Text(kLogInfo, "Start thread to get downfile \n");
+    GetCPackMemoryInstance();
+    GetCParseMemoryInstance();
+    GuardProcessEnd();
     if (!StartDetachedThread(DownFile, nullptr)) {
         pthread_mutex_unlock(&down_file_mutex);
         std::exit(0);  // On purpose: a gateway without a thread to spare is better started anew.

@@ -50,6 +50,20 @@ std::vector<std::string> Statuses(const ScriptedServer &server) {
     return statuses;
 }
 
+/// A path without its percent signs.
+std::string Decoded(const std::string &path) {
+    std::string text;
+    for (std::size_t i = 0; i < path.size(); ++i) {
+        if (path[i] == '%') {
+            text += static_cast<char>(std::stoi(path.substr(i + 1, 2), nullptr, 16));
+            i += 2;
+        } else {
+            text += path[i];
+        }
+    }
+    return text;
+}
+
 /// A server that offers files and serves them by path.
 class DownloadTest : public testing::TestWithParam<Wire> {
 protected:
@@ -63,8 +77,9 @@ protected:
         if (request.method == "GET" && request.path == kList) {
             return Reply(200, OfferList(offers_, wire_.format));
         }
+        const std::string asked = Decoded(request.path);
         for (const auto &[path, content] : files_) {
-            if (request.method == "GET" && request.path == "/cloud/" + path) {
+            if (request.method == "GET" && asked == "/cloud/" + path) {
                 return ReplyFile(content);
             }
         }

@@ -9,6 +9,7 @@
 
 #include <climits>
 #include <cstdlib>
+#include <ostream>
 
 #include "base/text.h"
 
@@ -18,6 +19,10 @@ std::string NameOf(const Wire &wire) {
     return std::string(wire.format == "json" ? "Json" : "Xml") +
            (wire.protocol == Protocol::kHttp ? "Http" : "Https") +
            (wire.compressed ? "Deflated" : "");
+}
+
+void PrintTo(const Wire &wire, std::ostream *stream) {
+    *stream << NameOf(wire);
 }
 
 std::vector<Wire> AllWires() {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <iosfwd>
 #include <string>
 #include <vector>
 
@@ -16,6 +17,7 @@ struct Wire {
 
 /// "JsonHttp", "XmlHttpsDeflated": for the names of parameterised tests.
 std::string NameOf(const Wire &wire);
+void PrintTo(const Wire &wire, std::ostream *stream);
 
 /// Both formats over both protocols, uncompressed.
 std::vector<Wire> AllWires();

@@ -196,18 +196,17 @@ TEST_P(Host426, OneDownloadAtATimeAndTheNextAfterItsEnd) {
     ASSERT_EQ(plugin_.Init(&intervals), 0);
     WriteFile("/tmp/data/S." + GetParam().format, "x");
     const std::string path = "/tmp/data/S." + GetParam().format;
-    server_.Next(Reply(426));
-    server_.Next(ReplyInPieces(200, {" "}));
+    server_.Otherwise([](const Request &request) {
+        return request.method == "POST" ? Reply(426) : ReplyInPieces(200, {" "});
+    });
     EXPECT_EQ(Upload(path), 0);
     server_.WaitForRequests(2);
-    server_.Next(Reply(426));
     EXPECT_EQ(Upload(path), 0) << "no second thread while the first runs";
     server_.Release();
     plugin_.AwaitDownload();
-    server_.Next(Reply(426));
+    server_.Release();
     EXPECT_EQ(Upload(path), 0);
     plugin_.AwaitDownload();
-    server_.Next(Reply(426));
     EXPECT_EQ(plugin_.UploadAlarmDataFile(path.c_str()), -1) << "an alarm starts nothing";
     plugin_.AwaitDownload();
     EXPECT_THAT(Lines(server_.Requests()),

@@ -155,12 +155,12 @@ TEST_P(UploadTest, NoOtherStatusStartsADownload) {
 }
 
 TEST_P(UploadTest, WhileADownloadRunsNoSecondOneStarts) {
-    server_.Next(Reply(426));
-    server_.Next(ReplyInPieces(200, {"held"}));  // the list
+    server_.Otherwise([](const Request &request) {
+        return request.method == "POST" ? Reply(426) : ReplyInPieces(200, {"held"});
+    });
     EXPECT_EQ(UploadRealData(path_), 0);
     server_.WaitForRequests(2);
     for (int i = 0; i < 3; ++i) {
-        server_.Next(Reply(426));
         EXPECT_EQ(UploadRealData(path_), 0);
     }
     EXPECT_EQ(CountText(log_, kThreadStarted), 1);
