@@ -13,6 +13,8 @@ foreach(header
     install(FILES ${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/corvenna/${folder})
 endforeach()
 
+# Found from where the file lies, so that `cmake --install --prefix` may move the whole tree.
+file(RELATIVE_PATH pc_prefix ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 configure_file(cmake/corvenna.pc.in corvenna.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/corvenna.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
