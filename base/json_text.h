@@ -8,7 +8,6 @@
 #include <string_view>
 
 #include "base/json.h"
-#include "packfile/value_text.h"
 
 namespace corvenna {
 
@@ -35,10 +34,10 @@ public:
         reserved_ = std::max(reserved_, length_ + 2 + text.size() * kCharacterRoom);
         length_ += 2 + EscapedLength(text);
     }
-    void Id(std::uint32_t /*id*/) { Plain(DataIdText::kLength); }
-    template <std::size_t Capacity>
-    void Value(double value) {
-        Plain(PrintedLength(value, Capacity));
+    /// A text of that length, known to need no escaping.
+    void Plain(std::size_t length) {
+        Separate();
+        length_ += 2 + length;
     }
     void Uint(unsigned number) { Number(number); }
     void Int(int number) {
@@ -70,10 +69,6 @@ private:
     void Close() {
         ++length_;
         first_ = false;
-    }
-    void Plain(std::size_t characters) {
-        Separate();
-        length_ += 2 + characters;
     }
     void Number(unsigned number) {
         Separate();
@@ -110,14 +105,8 @@ public:
     void String(std::string_view text) {
         writer_.String(text.data(), static_cast<rapidjson::SizeType>(text.size()));
     }
-    /// A data id, as text.
-    void Id(std::uint32_t id) { writer_.Plain(DataIdText(id).Get(), DataIdText::kLength); }
-    /// A value, as text cut at Capacity - 1 characters.
-    template <std::size_t Capacity>
-    void Value(double value) {
-        const ValueText<Capacity> text(value);
-        writer_.Plain(text.Get(), text.Length());
-    }
+    /// A text known to need no escaping.
+    void Plain(std::string_view text) { writer_.Plain(text.data(), text.size()); }
     void Uint(unsigned number) { writer_.Uint(number); }
     void Int(int number) { writer_.Int(number); }
 
@@ -153,8 +142,8 @@ inline std::size_t JsonSize::EscapedLength(std::string_view text) {
         for (std::size_t i = 0; i < lengths.size(); ++i) {
             lengths[i] = i < ' ' ? 6 : 1;  // "\u001f"
         }
-        for (const char c : {'\b', '\f', '\n', '\r', '\t', '"', '\\'}) {
-            lengths[static_cast<std::size_t>(c)] = 2;
+        for (const unsigned char c : {'\b', '\f', '\n', '\r', '\t', '"', '\\'}) {
+            lengths[c] = 2;
         }
         return lengths;
     }();

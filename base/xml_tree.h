@@ -1,7 +1,5 @@
 #pragma once
 
-#include <optional>
-
 #include "base/xml.h"
 
 namespace corvenna {
@@ -10,7 +8,10 @@ namespace corvenna {
 /// the document; whoever adds to it or saves it holds one meanwhile.
 class XmlTree {
 public:
-    XmlTree();
+    /// @param names a dictionary that holds every name of the document, so that the document adds
+    ///              nothing to it; may be shared by documents on several threads. Null: the
+    ///              document has a dictionary of its own.
+    explicit XmlTree(xmlDictPtr names = nullptr);
     ~XmlTree();
     XmlTree(const XmlTree &) = delete;
     XmlTree &operator=(const XmlTree &) = delete;

@@ -5,6 +5,7 @@
 
 #include "base/local_time.h"
 #include "base/text.h"
+#include "packfile/json_values.h"
 #include "packfile/value_text.h"
 
 // The twins of alarm data differ on purpose; receivers match these names and orders.
@@ -53,13 +54,13 @@ void SpellAlarm(const KnownAlarm &known, Out &out) {
     out.Key("device");
     out.Uint(DeviceOf(alarm.dataId));
     out.Key("dblink");
-    out.Id(alarm.dataId);
+    SpellId(alarm.dataId, out);
     out.Key("name");
     out.String(known.name);
     out.Key("value");
-    out.template Value<kValueCapacity>(alarm.alarmValue);
+    SpellValue<kValueCapacity>(alarm.alarmValue, out);
     out.Key("threshold_value");
-    out.template Value<kValueCapacity>(alarm.thresholdValue);
+    SpellValue<kValueCapacity>(alarm.thresholdValue, out);
     out.Key("unit");
     out.String(known.unit);
     out.Key("type");

@@ -2,10 +2,10 @@
 
 #include <vector>
 
-#include "config/channel_set.h"
 #include "base/json_text.h"
-#include "packfile/packfile.h"
 #include "base/xml_tree.h"
+#include "config/channel_set.h"
+#include "packfile/packfile.h"
 
 namespace corvenna {
 

@@ -29,9 +29,9 @@ FilePath PrintFilePath(DataKind kind, bool compressed, const char *dir, const st
 // The format is one of the table above; all of them take the same arguments.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
-    std::snprintf(path.text, sizeof path.text, compressed ? formats.compressed : formats.plain, dir,
-                  CalendarYear(time), time.tm_mon + 1, time.tm_mday, time.tm_hour, time.tm_min,
-                  time.tm_sec);
+    static_cast<void>(std::snprintf(
+        path.text, sizeof path.text, compressed ? formats.compressed : formats.plain, dir,
+        CalendarYear(time), time.tm_mon + 1, time.tm_mday, time.tm_hour, time.tm_min, time.tm_sec));
 #pragma GCC diagnostic pop
     return path;
 }

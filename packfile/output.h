@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "packfile/file_name.h"
 #include "base/json_text.h"
 #include "base/xml_tree.h"
+#include "packfile/file_name.h"
 
 namespace corvenna {
 

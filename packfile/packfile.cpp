@@ -5,20 +5,21 @@
 #include <optional>
 
 #include "base/format.h"
+#include "base/json_text.h"
 #include "base/local_time.h"
 #include "base/text.h"
+#include "base/xml_tree.h"
 #include "config/channel_set.h"
 #include "config/forward_config.h"
 #include "config/sys_set.h"
 #include "log/log.h"
 #include "packfile/alarm_data.h"
 #include "packfile/file_name.h"
-#include "base/json_text.h"
 #include "packfile/output.h"
 #include "packfile/real_data_json.h"
 #include "packfile/real_data_walk.h"
 #include "packfile/real_data_xml.h"
-#include "base/xml_tree.h"
+#include "packfile/xml_names.h"
 #include "plugin/instances.h"
 #include "plugin/plugin.h"
 
@@ -120,7 +121,7 @@ std::int32_t CPackFile::CreateRealDataXmlFile(Real_Data_Struct *values, char *di
     if (!time) {
         return -1;
     }
-    corvenna::XmlTree tree;
+    corvenna::XmlTree tree(corvenna::DataFileNames());
     if (const auto missing =
             corvenna::BuildRealDataXml(source, corvenna::PrintSampleTime(*time).text, tree)) {
         log_Text(kLogInfo, "CreateRealDataXmlFile %s Error, can't find id: %08x",
@@ -155,7 +156,7 @@ std::int32_t CPackFile::CreateAlarmDataXmlFile(Alarm_Data_Struct *alarms, char *
     }
     const bool compress = corvenna::IsCompressed(GetCSysSetInstance());
     const auto known = corvenna::FindAlarmPoints(*alarms, *GetCChannelSetInstance());
-    corvenna::XmlTree tree;
+    corvenna::XmlTree tree(corvenna::DataFileNames());
     corvenna::BuildAlarmDataXml(known, tree);
     const auto time = corvenna::BreakDown("CreateAlarmDataXmlFile", std::time(nullptr));
     if (!time) {

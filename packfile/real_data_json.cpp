@@ -1,5 +1,7 @@
 #include "packfile/real_data_json.h"
 
+#include "packfile/json_values.h"
+
 namespace corvenna {
 namespace {
 
@@ -24,14 +26,14 @@ public:
     void Point(const PointFact &point) override {
         out_.StartObject();
         out_.Key("dblink");
-        out_.Id(point.id);
+        SpellId(point.id, out_);
         out_.Key("name");
         if (point.kind == PointKind::kOrdinary) {
             out_.String(point.name);
             out_.Key("unit");
             out_.String(point.unit);
             out_.Key("value");
-            out_.template Value<15>(point.value);
+            SpellValue<15>(point.value, out_);
         } else {
             out_.String(kCommStatus);
             out_.Key("unit");

@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <optional>
 
-#include "packfile/real_data_walk.h"
 #include "base/xml_tree.h"
+#include "packfile/real_data_walk.h"
 
 namespace corvenna {
 
