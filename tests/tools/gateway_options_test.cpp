@@ -1,6 +1,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <iterator>
+#include <sstream>
+
 #include "tests/support/files.h"
 #include "tools/gateway/options.h"
 
@@ -61,23 +64,24 @@ TEST(GatewayOptions, OfConfigureAreTaken) {
     EXPECT_EQ(line.configuration.serial, "ABC1");
 }
 
-class BadOptions : public testing::TestWithParam<std::vector<const char *>> {};
+class BadOptions : public testing::TestWithParam<std::string> {};
 
 TEST_P(BadOptions, AreRefused) {
+    std::istringstream words(GetParam());
+    const std::vector<std::string> arguments{std::istream_iterator<std::string>(words), {}};
+    std::vector<const char *> pointers;
+    for (const std::string &argument : arguments) {
+        pointers.push_back(argument.c_str());
+    }
     CommandLine line;
-    EXPECT_NE(Parse(GetParam(), line), 0);
+    EXPECT_NE(Parse(pointers, line), 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    All, BadOptions,
-    testing::Values(std::vector<const char *>{}, std::vector<const char *>{"walk"},
-                    std::vector<const char *>{"configure", "--port", "0"},
-                    std::vector<const char *>{"configure", "--port", "65536"},
-                    std::vector<const char *>{"configure", "--format", "yaml"},
-                    std::vector<const char *>{"configure", "--real-data", "32768"},
-                    std::vector<const char *>{"run", "--speed", "0"},
-                    std::vector<const char *>{"run", "--status", "loud"},
-                    std::vector<const char *>{"run", "--spool-size", "0"}));
+INSTANTIATE_TEST_SUITE_P(All, BadOptions,
+                         testing::Values("", "walk", "configure --port 0", "configure --port 65536",
+                                         "configure --format yaml", "configure --real-data 32768",
+                                         "run --speed 0", "run --status loud",
+                                         "run --spool-size 0"));
 
 TEST(GatewayOptions, MakeASourceOfAFile) {
     WriteFile("/tmp/recorded.csv", "Meter/Ua\n1\n");
