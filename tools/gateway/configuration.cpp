@@ -66,7 +66,7 @@ struct NewDocument {
 
 std::string Hexadecimal(std::uint32_t id) {
     char text[16];
-    std::snprintf(text, sizeof text, "%08x", id);
+    static_cast<void>(std::snprintf(text, sizeof text, "%08x", id));
     return text;
 }
 
@@ -127,7 +127,7 @@ void WriteForwarding(const std::string &folder, const Catalogue &devices) {
     for (const Device &device : devices) {
         for (const Point &point : device.points) {
             table.Child("pt")
-                .Set("PointName", device.name + "." + point.name)
+                .Set("PointName", std::string(device.name).append(".").append(point.name))
                 .Set("db_link", Hexadecimal(DataId(device, point)));
         }
     }

@@ -54,14 +54,14 @@ Spool::Limits LimitsOf(const Gateway::Options &options, std::int32_t checkFailSe
 
 }  // namespace
 
-Gateway::Gateway(Plugin &plugin, Source &source, std::vector<Threshold> thresholds, Options options,
-                 Report &report)
+Gateway::Gateway(Plugin &plugin, Source &source, const std::vector<Threshold> &thresholds,
+                 Options options, Report &report)
     : plugin_(plugin),
       source_(source),
       options_(std::move(options)),
       report_(report),
       counters_(report.counters),
-      thresholds_(std::move(thresholds)) {
+      thresholds_(thresholds) {
     if (!plugin_.Init(intervals_)) {
         throw std::runtime_error("the plug-in could not load its configuration; its log tells why");
     }

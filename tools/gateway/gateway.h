@@ -35,8 +35,8 @@ public:
 
     /// Loads the plug-in's configuration and opens history and spool. Throws std::runtime_error
     /// when one of them cannot be used. All arguments are borrowed.
-    Gateway(Plugin &plugin, Source &source, std::vector<Threshold> thresholds, Options options,
-            Report &report);
+    Gateway(Plugin &plugin, Source &source, const std::vector<Threshold> &thresholds,
+            Options options, Report &report);
     /// Stops and waits for what is under way.
     ~Gateway();
     Gateway(const Gateway &) = delete;

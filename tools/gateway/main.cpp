@@ -19,7 +19,7 @@ namespace fs = std::filesystem;
 
 constexpr auto kStatusPause = std::chrono::milliseconds(500);
 constexpr auto kStopGrace = std::chrono::seconds(10);
-constexpr off_t kPrintedBytes = 1024 * 1024;
+constexpr off_t kPrintedBytes = 1 << 20;
 constexpr const char *kPluginName = "libcorvenna.so";
 constexpr const char *kDefaultData = "/var/lib/corvenna-gateway";
 
@@ -46,12 +46,12 @@ public:
         if (own_ < 0 || file < 0) {
             throw std::system_error(errno, std::generic_category(), printedPath);
         }
-        std::fflush(stdout);
+        static_cast<void>(std::fflush(stdout));
         dup2(file, STDOUT_FILENO);
         close(file);
     }
     ~OutputSplit() {
-        std::fflush(stdout);
+        static_cast<void>(std::fflush(stdout));
         dup2(own_, STDOUT_FILENO);
         close(own_);
     }
@@ -183,7 +183,7 @@ int main(int count, char **arguments) {
         return line.command == CommandLine::Command::kConfigure ? corvenna::gateway::Configure(line)
                                                                 : corvenna::gateway::Run(line);
     } catch (const std::exception &error) {
-        std::fprintf(stderr, "corvenna-gateway: %s\n", error.what());
+        static_cast<void>(std::fprintf(stderr, "corvenna-gateway: %s\n", error.what()));
         return EXIT_FAILURE;
     }
 }

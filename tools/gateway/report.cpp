@@ -25,7 +25,7 @@ constexpr const char *kPlain = "\x1b[0m";
 
 std::string Print(const char *format, va_list arguments) {
     char text[kMessageBytes];
-    std::vsnprintf(text, sizeof text, format, arguments);
+    static_cast<void>(std::vsnprintf(text, sizeof text, format, arguments));
     return text;
 }
 
@@ -33,7 +33,7 @@ __attribute__((format(printf, 2, 3))) void Row(std::string &screen, const char *
     char row[kRowBytes];
     va_list arguments;
     va_start(arguments, format);
-    std::vsnprintf(row, sizeof row, format, arguments);
+    static_cast<void>(std::vsnprintf(row, sizeof row, format, arguments));
     va_end(arguments);
     screen += row;
     screen += kEraseLine;
@@ -64,7 +64,7 @@ std::string TimeOf(std::time_t time) {
     std::tm local{};
     char text[32] = "";
     if (localtime_r(&time, &local) != nullptr) {
-        std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &local);
+        static_cast<void>(std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &local));
     }
     return text;
 }

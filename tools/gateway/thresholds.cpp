@@ -67,7 +67,7 @@ std::optional<Threshold> ParseThreshold(const std::string &text,
     return Threshold{*point, text[sign] == '>' ? kAboveUpperLimit : kBelowLowerLimit, *limit};
 }
 
-Thresholds::Thresholds(std::vector<Threshold> thresholds) {
+Thresholds::Thresholds(const std::vector<Threshold> &thresholds) {
     for (const Threshold &threshold : thresholds) {
         watches_.push_back({threshold, false});
     }

@@ -31,7 +31,7 @@ std::optional<Threshold> ParseThreshold(const std::string &text,
 /// come back. One thread at a time.
 class Thresholds {
 public:
-    explicit Thresholds(std::vector<Threshold> thresholds);
+    explicit Thresholds(const std::vector<Threshold> &thresholds);
 
     /// Goes on where an earlier process stopped: an alarm that had begun has not to begin again.
     void Resume(const History &history);
