@@ -22,3 +22,18 @@ corvenna_test(gateway_library_test
     SOURCES gateway_library_test.cpp)
 target_compile_definitions(gateway_library_test PRIVATE CORVENNA_PLUGIN="$<TARGET_FILE:corvenna>")
 add_dependencies(gateway_library_test corvenna)
+
+# Gateway, plug-in and cloud together; the scripts enter the sandbox themselves.
+function(gateway_script name timeout label)
+    add_test(NAME ${name} COMMAND ${ARGN})
+    set_tests_properties(${name} PROPERTIES TIMEOUT ${timeout} LABELS ${label}
+        ENVIRONMENT "${CORVENNA_TEST_ENVIRONMENT}")
+endfunction()
+
+gateway_script(gateway_soak 600 soak
+    python3 ${CMAKE_CURRENT_SOURCE_DIR}/soak --build ${PROJECT_BINARY_DIR} --speed 30
+    "--emulator=${CMAKE_CROSSCOMPILING_EMULATOR}")
+set(story python3 ${PROJECT_SOURCE_DIR}/tools/demo/story.py --build ${PROJECT_BINARY_DIR}
+    --gateway-build ${PROJECT_BINARY_DIR} "--emulator=${CMAKE_CROSSCOMPILING_EMULATOR}")
+gateway_script(gateway_story/json_http 600 demo ${story})
+gateway_script(gateway_story/xml_https_compressed 600 demo ${story} --xml --https --compress)
