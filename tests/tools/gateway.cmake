@@ -30,10 +30,18 @@ function(gateway_script name timeout label)
         ENVIRONMENT "${CORVENNA_TEST_ENVIRONMENT}")
 endfunction()
 
+list(JOIN CMAKE_CROSSCOMPILING_EMULATOR " " emulator)
 gateway_script(gateway_soak 600 soak
     python3 ${CMAKE_CURRENT_SOURCE_DIR}/soak --build ${PROJECT_BINARY_DIR} --speed 30
-    "--emulator=${CMAKE_CROSSCOMPILING_EMULATOR}")
+    "--emulator=${emulator}")
 set(story python3 ${PROJECT_SOURCE_DIR}/tools/demo/story.py --build ${PROJECT_BINARY_DIR}
-    --gateway-build ${PROJECT_BINARY_DIR} "--emulator=${CMAKE_CROSSCOMPILING_EMULATOR}")
+    --gateway-build ${PROJECT_BINARY_DIR} "--emulator=${emulator}")
 gateway_script(gateway_story/json_http 600 demo ${story})
 gateway_script(gateway_story/xml_https_compressed 600 demo ${story} --xml --https --compress)
+
+foreach(suite Once Stopping BadServer Terminal)
+    gateway_script(gateway_end_to_end/${suite} 600 gateway
+        python3 ${CMAKE_CURRENT_SOURCE_DIR}/gateway_end_to_end_test.py ${suite})
+    set_property(TEST gateway_end_to_end/${suite} APPEND PROPERTY ENVIRONMENT
+        "CORVENNA_BUILD=${PROJECT_BINARY_DIR}" "CORVENNA_EMULATOR=${emulator}")
+endforeach()

@@ -28,7 +28,9 @@ class Story:
         # The emulator is slow, and the rhythm is not what is shown.
         self.speed = 12 if options.emulator else SPEED
         self.seconds = STEP_SECONDS * (4 if options.emulator else 1)
-        self.cloud = plant.Cloud(options.build, self.folder, options.https)
+        same = options.build == options.gateway_build
+        self.cloud = plant.Cloud(options.build, self.folder, options.https,
+                                 options.emulator if same else ())
         self.gateway = plant.Gateway(options.gateway_build, self.folder, options.emulator)
         self.format = "xml" if options.xml else "json"
         self.package = os.urandom(PACKAGE_BYTES)

@@ -94,9 +94,9 @@ private:
     sigset_t set_{};
 };
 
-Report::Form FormOf(const CommandLine &line) {
-    const bool table = line.status == "table" ||
-                       (line.status == "auto" && !line.once && isatty(STDOUT_FILENO) != 0);
+Report::Form FormOf(const CommandLine &line, int output) {
+    const bool table =
+        line.status == "table" || (line.status == "auto" && !line.once && isatty(output) != 0);
     return table ? Report::Form::kTable : Report::Form::kLines;
 }
 
@@ -150,7 +150,7 @@ int Run(const CommandLine &line) {
     const auto source = MakeSource(line);
     fs::create_directories(line.gateway.folder);
     const OutputSplit output(line.gateway.folder + "/printed.txt");
-    Report report(output.Own(), FormOf(line));
+    Report report(output.Own(), FormOf(line, output.Own()));
     PluginLibrary plugin(line.plugin);
     auto gateway = std::make_unique<Gateway>(
         plugin, *source, MakeThresholds(line, source->Devices()), line.gateway, report);
