@@ -1,7 +1,7 @@
 # corvenna-cloud from outside: Python's standard library talks to the program.
 find_program(CORVENNA_PYTHON python3 REQUIRED)
 list(JOIN CMAKE_CROSSCOMPILING_EMULATOR " " emulator)
-foreach(suite exchanges refusals durability injection faults)
+foreach(suite exchanges refusals durability injection faults api)
     add_test(NAME cloud/${suite}
         COMMAND ${CORVENNA_PYTHON} -W ignore::DeprecationWarning -m unittest -v cloud_${suite}_test
         WORKING_DIRECTORY ${CMAKE_CURRENT_SOURCE_DIR})

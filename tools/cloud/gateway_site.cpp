@@ -261,7 +261,7 @@ void GatewaySite::PostGateway(Call &call) {
 void GatewaySite::PostDevices(Call &call) {
     const auto devices = ReadDevices(ReadBody(call));
     store_.RegisterDevices(call.contact, devices);
-    call.exchange.trace.note = std::to_string(devices.size()) + " devices registered";
+    call.exchange.trace.note = "devices registered: " + std::to_string(devices.size());
     call.Reply(200, {{"result", "ok"}, {"devices", std::to_string(devices.size())}});
 }
 
@@ -285,7 +285,7 @@ void GatewaySite::GetRecalls(Call &call) {
     for (const TimeRange &range : store_.WaitingRecalls(call.contact)) {
         nodes.push_back({{"startdt", range.start}, {"enddt", range.end}});
     }
-    call.exchange.trace.note = std::to_string(nodes.size()) + " recalls wait";
+    call.exchange.trace.note = "recalls waiting: " + std::to_string(nodes.size());
     call.ReplyList(nodes);
 }
 
@@ -304,7 +304,7 @@ void GatewaySite::GetFileList(Call &call) {
         nodes.push_back(
             {{"file", file.file}, {"md5", file.md5}, {"type", file.type}, {"path", file.path}});
     }
-    call.exchange.trace.note = std::to_string(nodes.size()) + " files wait";
+    call.exchange.trace.note = "files waiting: " + std::to_string(nodes.size());
     call.ReplyList(nodes);
 }
 
