@@ -199,7 +199,7 @@ class Tls(CloudTest):
         self.cloud.fault("connection", "tls-break", count=1)
         with self.assertRaises((ssl.SSLError, ConnectionError)):
             self.handshake()
-        entry = self.cloud.list("/trace")[-1]
+        entry = self.cloud.trace("")
         self.assertEqual((entry["fault"], entry["status"], entry["scheme"]),
                          ("connection:tls-break", 0, "https"))
 
@@ -299,13 +299,13 @@ class Menu(CloudTest):
     def test_the_trace_names_the_fault(self):
         self.cloud.fault("realdata", "status", value=503, count=1)
         self.cloud.post("/realdata/SN1", REAL)
-        entry = self.cloud.list("/trace")[-1]
+        entry = self.cloud.trace("/realdata/")
         self.assertEqual((entry["fault"], entry["status"]), ("realdata:status=503", 503))
 
     def test_a_lost_answer_is_traced_as_none(self):
         self.cloud.fault("realdata", "reset-before", count=1)
         self.cloud.raw(UPLOAD)
-        entry = self.cloud.list("/trace")[-1]
+        entry = self.cloud.trace("/realdata/")
         self.assertEqual((entry["status"], entry["answer_bytes"]), (0, 0))
 
 

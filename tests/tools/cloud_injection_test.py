@@ -58,7 +58,7 @@ class Texts(CloudTest):
     def test_the_trace_shows_them_as_texts(self):
         self.cloud.request("POST", "/realdata/%3Cscript%3E?x=<b>", b"\xff\0<script>",
                            {"Content-Type": "application/json", "X-Note": "<i>\x80"})
-        entry = self.cloud.list("/trace")[-1]
+        entry = self.cloud.trace("/realdata/")
         self.assertEqual(entry["sn"], "<script>")
         self.assertIn("\N{REPLACEMENT CHARACTER}", entry["request_body"])
         self.assertIn("\N{REPLACEMENT CHARACTER}", entry["request_headers"])

@@ -12,6 +12,7 @@ import ssl
 import struct
 import subprocess
 import tempfile
+import time
 import unittest
 import urllib.parse
 import zlib
@@ -131,6 +132,16 @@ class Cloud:
         answer = self.api("GET", path, **parameters)
         assert answer.status == 200, (answer.status, answer.body)
         return answer.json
+
+    def trace(self, target):
+        """The newest trace entry, once it is about that target: entries are written when an answer
+        has gone out, which its reader may notice first."""
+        deadline = time.monotonic() + ANSWER_SECONDS
+        while True:
+            entries = self.list("/trace")
+            if entries and entries[-1]["target"].startswith(target):
+                return entries[-1]
+            assert time.monotonic() < deadline, entries[-1:]
 
     def offer(self, sn="SN1", content=b"content", name="file.bin", type=0, path=""):
         answer = self.api("POST", f"/gateways/{sn}/files", content, name=name, type=type, path=path)
