@@ -53,7 +53,8 @@ constexpr Attribute<ST_POINTID_ATTR> kNode[] = {
 
 /// Replaces or adds; as cheap as appending where keys come in ascending order.
 void Put(MAP_POINTID_ATTR &points, const ST_POINTID_ATTR &point) {
-    points.insert_or_assign(points.end(), point.db_link, point);
+    const std::uint32_t id = point.db_link;  // the field of a packed record binds to no reference
+    points.insert_or_assign(points.end(), id, point);
 }
 
 }  // namespace
