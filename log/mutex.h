@@ -10,7 +10,7 @@ namespace corvenna {
 class Mutex {
 public:
     Mutex() { pthread_mutex_init(&mutex_, nullptr); }
-    ~Mutex() { pthread_mutex_destroy(&mutex_); }
+    ~Mutex() = default;  // Not destroyed: it may be locked for good.
     Mutex(const Mutex &) = delete;
     Mutex &operator=(const Mutex &) = delete;
 
