@@ -1,5 +1,6 @@
 #include "tools/gateway/report.h"
 
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -15,7 +16,6 @@ namespace {
 constexpr std::size_t kMessagesShown = 8;
 constexpr std::size_t kErrorsShown = 3;
 constexpr std::size_t kMessageBytes = 512;
-constexpr std::size_t kRowBytes = 256;
 
 constexpr const char *kHome = "\x1b[H";
 constexpr const char *kEraseLine = "\x1b[K\n";
@@ -29,20 +29,32 @@ std::string Print(const char *format, va_list arguments) {
     return text;
 }
 
-__attribute__((format(printf, 2, 3))) void Row(std::string &screen, const char *format, ...) {
-    char row[kRowBytes];
-    va_list arguments;
-    va_start(arguments, format);
-    static_cast<void>(std::vsnprintf(row, sizeof row, format, arguments));
-    va_end(arguments);
-    screen += row;
-    screen += kEraseLine;
-}
+/// Rows of a table that is drawn over the one before, cut to the terminal so that none wraps.
+class Screen {
+public:
+    explicit Screen(int terminal) : text_(kHome) {
+        winsize size{};
+        if (ioctl(terminal, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) {
+            columns_ = size.ws_col;
+        }
+    }
 
-std::string Clip(const std::string &text) {
-    constexpr std::size_t kColumns = 100;
-    return text.size() <= kColumns ? text : text.substr(0, kColumns);
-}
+    __attribute__((format(printf, 2, 3))) void Row(const char *format, ...) {
+        va_list arguments;
+        va_start(arguments, format);
+        text_ += Print(format, arguments).substr(0, columns_) + kEraseLine;
+        va_end(arguments);
+    }
+    void BoldRow(const std::string &row) {
+        text_ += kBold + row.substr(0, columns_) + kPlain + kEraseLine;
+    }
+
+    std::string Text() const { return text_ + kEraseBelow; }
+
+private:
+    std::string text_;
+    std::size_t columns_ = 80;
+};
 
 }  // namespace
 
@@ -106,35 +118,38 @@ void Report::Draw(const StatusFacts &facts) {
         return;
     }
     const auto up = std::chrono::duration_cast<std::chrono::seconds>(Clock::now() - start_).count();
-    std::string screen = kHome;
-    Row(screen, "%scorvenna-gateway %s%s   up %02d:%02d:%02d   %s times speed", kBold,
-        facts.serial.c_str(), kPlain, static_cast<int>(up / 3600), static_cast<int>(up / 60 % 60),
-        static_cast<int>(up % 60), std::to_string(facts.speed).substr(0, 5).c_str());
-    Row(screen, "server     %s, %s", facts.server.c_str(),
-        counters.registered ? "registered" : "not registered yet");
-    Row(screen, "source     %s", facts.source.c_str());
-    Row(screen, "%s", "");
-    Row(screen, "samples    %8" PRIu64 " taken    %8" PRIu64 " produced %8" PRIu64 " arrived",
-        counters.sampled.load(), counters.produced.load(), counters.sent.load());
-    Row(screen, "waiting    %8" PRIu64 " samples  %8zu files    %8" PRIu64 " KiB",
-        facts.waitingSamples, facts.waitingFiles, (facts.waitingBytes + 1023) / 1024);
-    Row(screen, "alarms     %8" PRIu64 " raised   %8zu active   %8" PRIu64 " files arrived",
-        counters.alarms.load(), facts.activeAlarms, counters.alarmFiles.load());
-    Row(screen, "recalls    %8" PRIu64 " served   %8" PRIu64 " samples sent again",
-        counters.recallsServed.load(), counters.samplesRecalled.load());
-    Row(screen, "downloads  %8" PRIu64 "%s", counters.downloads.load(),
-        counters.downloading ? "          running" : "");
-    Row(screen, "trouble    %8" PRIu64 " failures %8" PRIu64 " dropped", counters.failures.load(),
-        counters.dropped.load());
-    Row(screen, "%s", "");
+    char title[kMessageBytes];
+    static_cast<void>(std::snprintf(
+        title, sizeof title, "corvenna-gateway %s   up %02d:%02d:%02d   %g times speed",
+        facts.serial.c_str(), static_cast<int>(up / 3600), static_cast<int>(up / 60 % 60),
+        static_cast<int>(up % 60), facts.speed));
+    Screen screen(output_);
+    screen.BoldRow(title);
+    screen.Row("server     %s, %s", facts.server.c_str(),
+               counters.registered ? "registered" : "not registered yet");
+    screen.Row("source     %s", facts.source.c_str());
+    screen.Row("%s", "");
+    screen.Row("samples    %8" PRIu64 " taken    %8" PRIu64 " produced %8" PRIu64 " arrived",
+               counters.sampled.load(), counters.produced.load(), counters.sent.load());
+    screen.Row("waiting    %8" PRIu64 " samples  %8zu files    %8" PRIu64 " KiB",
+               facts.waitingSamples, facts.waitingFiles, (facts.waitingBytes + 1023) / 1024);
+    screen.Row("alarms     %8" PRIu64 " raised   %8zu active   %8" PRIu64 " files arrived",
+               counters.alarms.load(), facts.activeAlarms, counters.alarmFiles.load());
+    screen.Row("recalls    %8" PRIu64 " served   %8" PRIu64 " samples sent again",
+               counters.recallsServed.load(), counters.samplesRecalled.load());
+    screen.Row("downloads  %8" PRIu64 "%s", counters.downloads.load(),
+               counters.downloading ? " running" : "");
+    screen.Row("trouble    %8" PRIu64 " failures %8" PRIu64 " dropped", counters.failures.load(),
+               counters.dropped.load());
+    screen.Row("%s", "");
     const std::lock_guard lock(mutex_);
     for (const std::string &message : messages_) {
-        Row(screen, "%s", Clip(message).c_str());
+        screen.Row("%s", message.c_str());
     }
     for (const std::string &error : errors_) {
-        Row(screen, "%s%s%s", kBold, Clip(error).c_str(), kPlain);
+        screen.BoldRow(error);
     }
-    WriteAll(output_, screen + kEraseBelow);
+    WriteAll(output_, screen.Text());
 }
 
 }  // namespace corvenna::gateway
