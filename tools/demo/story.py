@@ -245,6 +245,8 @@ def main():
         if options.keep:
             story.keep()
         return 0
+    except KeyboardInterrupt:
+        return 130
     except Exception:
         story.show_logs()
         return 1

@@ -126,7 +126,7 @@ void Report::Draw(const StatusFacts &facts) {
     Screen screen(output_);
     screen.BoldRow(title);
     screen.Row("server     %s, %s", facts.server.c_str(),
-               counters.registered ? "registered" : "not registered yet");
+               counters.registered ? "registered" : "not registered");
     screen.Row("source     %s", facts.source.c_str());
     screen.Row("%s", "");
     screen.Row("samples    %8" PRIu64 " taken    %8" PRIu64 " produced %8" PRIu64 " arrived",
