@@ -466,7 +466,7 @@ function exchangeLine(entry) {
 }
 
 function traceView() {
-  let entries = [], paused = false, wanted = "";
+  let entries = [], shown = [], paused = false, wanted = "";
   const pause = build("button", { type: "button", class: "plain", "aria-pressed": "false", click: () => {
     paused = !paused;
     pause.setAttribute("aria-pressed", String(paused));
@@ -476,14 +476,16 @@ function traceView() {
   const list = livePart(async () => {
     if (!paused) {
       const fresh = await api("/trace?after=" + (entries.length ? entries[entries.length - 1].id : 0));
+      if (paused) return shown;
       // A server that was started again counts from one.
       if (fresh.length === 0 && entries.length && (await api("/trace")).length === 0) entries = [];
       entries = entries.concat(fresh).slice(-300);
     }
-    return entries.filter((entry) => !wanted || [entry.sn, entry.target, entry.note, entry.fault, entry.address]
+    shown = entries.filter((entry) => !wanted || [entry.sn, entry.target, entry.note, entry.fault, entry.address]
       .some((text) => text.toLowerCase().includes(wanted))).slice(-kTraceLines);
-  }, (shown) => (shown.length === 0 ? empty("No requests yet.")
-    : build("div", { class: "panel" }, shown.slice().reverse().map(exchangeLine))));
+    return shown;
+  }, (lines) => (lines.length === 0 ? empty("No requests yet.")
+    : build("div", { class: "panel" }, lines.slice().reverse().map(exchangeLine))));
   return { title: "Trace", parts: [list], content: [build("h1", null, "Trace"),
     build("p", { class: "under" }, "The last requests of gateways and what they were answered, newest first."),
     build("div", { class: "panel row end" }, field("Show only", filter), pause), list.place] };
@@ -589,7 +591,7 @@ async function refreshFrame() {
   count.title = "faults are set";
 }
 
-async function refresh() {
+async function refreshOnce() {
   const shown = view;
   try {
     await Promise.all([refreshFrame(), ...shown.parts.map((part) => part.refresh())]);
@@ -605,7 +607,24 @@ async function refresh() {
   document.body.dataset.refreshed = String(Number(document.body.dataset.refreshed || 0) + 1);
 }
 
+let refreshing = Promise.resolve();
+
+/** One at a time, so that an old answer never follows a newer one. */
+function refresh() {
+  refreshing = refreshing.then(refreshOnce);
+  return refreshing;
+}
+
+let waiting = false;
+
+async function poll() {
+  if (document.hidden || waiting) return;
+  waiting = true;
+  await refresh();
+  waiting = false;
+}
+
 window.addEventListener("hashchange", open);
 window.addEventListener("resize", () => { view.parts.forEach((part) => part.forget()); refresh(); });
 open();
-setInterval(() => { if (!document.hidden) refresh(); }, kPollMilliseconds);
+setInterval(poll, kPollMilliseconds);
