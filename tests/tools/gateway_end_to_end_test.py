@@ -113,6 +113,17 @@ class Once(Plant):
         names = {point["name"] for point in self.cloud.of_gateway("/points")}
         self.assertIn("Wave1-1.Wave 1", names)
 
+    def test_a_second_gateway_is_kept_off_the_same_folder(self):
+        self.configure()
+        self.run_gateway()
+        self.wait_for_samples(1)
+        second = plant.Gateway(BUILD, self.folder, EMULATOR)
+        second.log += "-second"
+        second.prepare(SPEED, WAVE)
+        second.start()
+        self.assertEqual(second.process.wait(PATIENCE), 1)
+        self.assertIn("another gateway is at work", second.said())
+
     def test_without_a_configuration_it_says_so(self):
         self.assertEqual(self.run_once(), 1)
         self.assertIn("corvenna-gateway: the plug-in could not load its configuration",

@@ -71,6 +71,8 @@ TEST(History, ListsWaitingSamplesOldestFirstUntilTheyArrive) {
     EXPECT_EQ(history.Waiting(Kind::kRealData), Times{300});
     EXPECT_TRUE(history.IsWaiting(Kind::kRealData, 300));
     EXPECT_FALSE(history.IsWaiting(Kind::kRealData, 200));
+    EXPECT_EQ(history.CountWaiting(Kind::kRealData), 1);
+    EXPECT_EQ(history.CountWaiting(Kind::kAlarm), 0);
     EXPECT_EQ(history.Count(Kind::kRealData, State::kArrived), 1);
     EXPECT_EQ(history.Count(Kind::kRealData, State::kDropped), 1);
 }

@@ -144,6 +144,19 @@ TEST_F(GatewayTest, MakesAFileAnewThatIsOfAnotherFormatThanTheSettingsSay) {
     EXPECT_THAT(Said(), HasSubstr("of another format: made anew"));
 }
 
+TEST_F(GatewayTest, RemovesAFileOfAnotherFormatOfWhichNothingIsWaiting) {
+    WriteFile("/tmp/data/spool/100-S1.xml", "<data/>");
+    Make()->RunOnce();
+    EXPECT_THAT(Spooled(), ElementsAre(".work-sample"));
+    EXPECT_THAT(Said(), HasSubstr("cannot be sent and is not needed: removed"));
+}
+
+TEST_F(GatewayTest, SendsAFileOfWhichTheHistoryKnowsNothing) {
+    WriteFile("/tmp/data/spool/100-S1.json", "older than the history");
+    Make()->RunOnce();
+    EXPECT_THAT(plugin.Saw().realData, testing::Contains("older than the history"));
+}
+
 TEST_F(GatewayTest, MakesAFileAnewThatSomebodyDeleted) {
     WriteHistory({100});
     WriteFile("/tmp/data/spool/100-S1.json", "x");

@@ -121,7 +121,6 @@ void Gateway::Start() {
         return;
     }
     QueueUnproduced();
-    Register();
     producer_ = std::thread([this] { RunProducer(); });
     StartInterval(intervals_.RealDataInv, &Gateway::TakeSample, true);
     StartInterval(intervals_.AlarmDataInv, &Gateway::SendAlarms, false);
@@ -176,8 +175,7 @@ StatusFacts Gateway::Status() const {
     facts.speed = options_.speed;
     facts.waitingFiles = spool_->Count();
     facts.waitingBytes = spool_->Bytes();
-    facts.waitingSamples =
-        static_cast<std::uint64_t>(history_->Count(Kind::kRealData, State::kWaiting));
+    facts.waitingSamples = static_cast<std::uint64_t>(history_->CountWaiting(Kind::kRealData));
     facts.activeAlarms = activeAlarms_;
     return facts;
 }
@@ -255,6 +253,7 @@ void Gateway::ProduceQueued() {
 }
 
 void Gateway::RunProducer() {
+    Try(&Gateway::Register);
     std::unique_lock lock(queueMutex_);
     while (!queueStopped_) {
         queueCondition_.wait(lock, [this] { return queueStopped_ || !queue_.empty(); });
@@ -312,6 +311,9 @@ void Gateway::Produce(Kind kind, std::time_t time) {
 
 void Gateway::DropExcess() {
     for (const Spool::File &file : spool_->DropExcess(std::time(nullptr))) {
+        if (!history_->IsWaiting(file.kind, file.time)) {
+            continue;  // a recall has brought it in already
+        }
         history_->SetState(file.kind, file.time, State::kDropped);
         ++counters_.dropped;
         report_.Complain("the spool is over its limits: dropped %s %s, which had not arrived",
@@ -367,14 +369,34 @@ bool Gateway::Upload(Kind kind, const std::string &path) {
 }
 
 bool Gateway::Send(const Spool::File &file) {
+    try {
+        return SendClaimed(file);
+    } catch (const std::exception &) {
+        spool_->Release(file);
+        throw;
+    }
+}
+
+void Gateway::ReplaceUnsendable(const Spool::File &file) {
     const std::string when = TimeOf(file.time);
-    if (!IsSendable(file.path)) {
-        report_.Complain("the file of %s %s is missing or of another format: made anew",
+    if (!history_->IsWaiting(file.kind, file.time)) {
+        report_.Complain("the file of %s %s cannot be sent and is not needed: removed",
                          NameOf(file.kind), when.c_str());
-        spool_->Failed(file, Clock::now());
-        ProduceAnew(file.kind, file.time);
+        spool_->Remove(file);
+        return;
+    }
+    report_.Complain("the file of %s %s is missing or of another format: made anew",
+                     NameOf(file.kind), when.c_str());
+    spool_->Failed(file, Clock::now());
+    ProduceAnew(file.kind, file.time);
+}
+
+bool Gateway::SendClaimed(const Spool::File &file) {
+    if (!IsSendable(file.path)) {
+        ReplaceUnsendable(file);
         return false;
     }
+    const std::string when = TimeOf(file.time);
     if (!Upload(file.kind, file.path)) {
         ++counters_.failures;
         inDoubt_ = true;

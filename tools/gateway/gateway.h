@@ -85,6 +85,8 @@ private:
     bool MaySendAtOnce() const;
     void SendNow(Kind kind, std::time_t time);
     bool Send(const Spool::File &file);
+    bool SendClaimed(const Spool::File &file);
+    void ReplaceUnsendable(const Spool::File &file);
     bool Upload(Kind kind, const std::string &path);
     void WatchDownload();
     void DropExcess();

@@ -41,16 +41,18 @@ CREATE TABLE IF NOT EXISTS served (
 )";
 
 struct KindSql {
-    const char *waiting, *isWaiting, *setState, *count;
+    const char *waiting, *isWaiting, *countWaiting, *setState, *count;
 };
 
 constexpr KindSql kSql[] = {
     {"SELECT time FROM sample WHERE state = 0 ORDER BY time",
      "SELECT 1 FROM sample WHERE time = ? AND state = 0",
-     "UPDATE sample SET state = ? WHERE time = ?", "SELECT count(*) FROM sample WHERE state = ?"},
+     "SELECT count(*) FROM sample WHERE state = 0", "UPDATE sample SET state = ? WHERE time = ?",
+     "SELECT count(*) FROM sample WHERE state = ?"},
     {"SELECT time FROM batch WHERE state = 0 ORDER BY time",
      "SELECT 1 FROM batch WHERE time = ? AND state = 0",
-     "UPDATE batch SET state = ? WHERE time = ?", "SELECT count(*) FROM batch WHERE state = ?"},
+     "SELECT count(*) FROM batch WHERE state = 0", "UPDATE batch SET state = ? WHERE time = ?",
+     "SELECT count(*) FROM batch WHERE state = ?"},
 };
 
 const KindSql &Sql(Kind kind) {
@@ -212,6 +214,12 @@ std::int64_t History::Count(Kind kind, State state) const {
     const std::lock_guard lock(mutex_);
     Statement row = database_.Prepare(Sql(kind).count);
     row.Bind(std::int64_t{static_cast<int>(state)});
+    return row.Next() ? row.Integer(0) : 0;
+}
+
+std::int64_t History::CountWaiting(Kind kind) const {
+    const std::lock_guard lock(mutex_);
+    Statement row = database_.Prepare(Sql(kind).countWaiting);
     return row.Next() ? row.Integer(0) : 0;
 }
 

@@ -58,6 +58,8 @@ public:
     bool IsWaiting(Kind kind, std::time_t time) const;
     void SetState(Kind kind, std::time_t time, State state);
     std::int64_t Count(Kind kind, State state) const;
+    /// The same of what is waiting; quick however long the history is.
+    std::int64_t CountWaiting(Kind kind) const;
 
     /// Up to which second, excluded, a recalled range has been served; nothing when serving it has
     /// not begun.

@@ -1,5 +1,6 @@
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -7,6 +8,8 @@
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
+#include <optional>
+#include <stdexcept>
 #include <system_error>
 
 #include "tools/gateway/options.h"
@@ -73,6 +76,18 @@ private:
     const int own_;
 };
 
+/// Keeps a second gateway off the same history and spool, for as long as the process lives.
+void LockFolder(const std::string &folder) {
+    const int file = open((folder + "/lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+    if (file < 0) {
+        throw std::system_error(errno, std::generic_category(), folder + "/lock");
+    }
+    if (flock(file, LOCK_EX | LOCK_NB) != 0) {
+        close(file);
+        throw std::runtime_error("another gateway is at work in " + folder);
+    }
+}
+
 /// SIGINT and SIGTERM wait until they are asked for, in all threads started later.
 class StopSignals {
 public:
@@ -115,10 +130,12 @@ int Configure(const CommandLine &line) {
 void ShowUntilStopped(Gateway &gateway, Report &report, const StopSignals &signals,
                       const std::string &source) {
     while (!signals.Wait(kStatusPause)) {
-        StatusFacts facts = gateway.Status();
-        facts.source = source;
-        report.Draw(facts);
         OutputSplit::Bound();
+        if (report.IsTable()) {
+            StatusFacts facts = gateway.Status();
+            facts.source = source;
+            report.Draw(facts);
+        }
     }
 }
 
@@ -146,9 +163,14 @@ void EndWithin(std::unique_ptr<Gateway> gateway, Report &report, const StopSigna
 }
 
 int Run(const CommandLine &line) {
-    const StopSignals signals;
+    // Before any thread is started. One cycle is simply ended by a signal: nothing is lost by that.
+    std::optional<StopSignals> signals;
+    if (!line.once) {
+        signals.emplace();
+    }
     const auto source = MakeSource(line);
     fs::create_directories(line.gateway.folder);
+    LockFolder(line.gateway.folder);
     const OutputSplit output(line.gateway.folder + "/printed.txt");
     Report report(output.Own(), FormOf(line, output.Own()));
     PluginLibrary plugin(line.plugin);
@@ -162,8 +184,8 @@ int Run(const CommandLine &line) {
         return gateway->RunOnce() ? EXIT_SUCCESS : EXIT_FAILURE;
     }
     gateway->Start();
-    ShowUntilStopped(*gateway, report, signals, line.source);
-    EndWithin(std::move(gateway), report, signals);
+    ShowUntilStopped(*gateway, report, *signals, line.source);
+    EndWithin(std::move(gateway), report, *signals);
     return EXIT_SUCCESS;
 }
 

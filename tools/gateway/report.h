@@ -54,6 +54,8 @@ public:
     /// Something failed.
     __attribute__((format(printf, 2, 3))) void Complain(const char *format, ...);
 
+    bool IsTable() const { return form_ == Form::kTable; }
+
     /// Draws the table; does nothing for lines.
     void Draw(const StatusFacts &facts);
 
