@@ -20,6 +20,9 @@ namespace {
 JsonText *gText;
 
 void Prepare(unsigned count) {
+    if (gText != nullptr) {
+        return;
+    }
     MakePoints(count);
     gText = new JsonText(16U << 20);
     gText->StartArray();

@@ -205,7 +205,7 @@ constexpr char kNodeAnswers[] = "/tmp/node.answers";
 
 void PrepareNode(unsigned count) {
     if (gNodeInput != nullptr) {
-        return;  // Google Benchmark prepares again for every repetition
+        return;
     }
     Prepare(count);
     std::FILE *points = std::fopen(kNodePoints, "w");

@@ -23,6 +23,7 @@ struct Device {
 };
 
 /// The same points for every contender: devices of 200 points, values of all ordinary magnitudes.
+/// Made once, by the first call.
 /// Fills the channel set of the single instance too, and sets the time zone to UTC.
 const std::vector<Device> &MakePoints(unsigned count);
 
