@@ -1,11 +1,14 @@
 #include "config/root.h"
 
+#include <cstring>
+
 #include "log/log.h"
 
 namespace corvenna {
 
 XmlDocument ParseConfiguration(const char *path) {
-    if (path == nullptr) {
+    // Ours: "-" is standard input to libxml2; a damaged name must not make the host wait for it.
+    if (path == nullptr || std::strcmp(path, "-") == 0) {
         return nullptr;
     }
     // Ours: XML_PARSE_NONET. A path from a configuration file must not become a request.

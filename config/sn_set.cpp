@@ -32,8 +32,8 @@ constexpr Model kModels[] = {
     {"Varek-A", 0},   {"Varek-A-G", 1}, {"Varek-B", 2},
     {"Varek-B-G", 3}, {"Mosso", 100},   {"Mosso-G", 101},
 };
-constexpr int kUnknownModel =
-    1;  // On purpose: an unknown model is no error and counts as Varek-A-G.
+// On purpose: an unknown model is no error and counts as Varek-A-G.
+constexpr int kUnknownModel = 1;
 
 /// Letters in front of the digits of a serial text; 0 when the model has no digits to read.
 std::size_t PrefixLength(int model) {
@@ -86,7 +86,7 @@ int CsnSet::Load() {
             serial = sn;
         }
     }
-    if (serial == nullptr) {
+    if (serial == nullptr || text_[0] == '\0') {
         // Ours: without a serial text the gateway has no name towards the cloud.
         log_Text(kLogError, "parse SN Document failed,no sn attribute");
         document_.reset();

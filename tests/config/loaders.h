@@ -16,22 +16,25 @@ namespace corvenna::test {
 struct Loader {
     const char *name;
     const char *document;
-    void (*load)(const char *path);
+    int (*load)(const char *path);
+    const char *parseFailure;  ///< logged about a file that is no XML; "%s" is its path
 };
 
-inline void PrintTo(const Loader &loader, std::ostream *stream) { *stream << loader.name; }
+inline void PrintTo(const Loader &loader, std::ostream *stream) {
+    *stream << loader.name;
+}
 
-inline void LoadPoints(const char *path) {
+inline int LoadPoints(const char *path) {
     CChannelSet set;
     ST_DEV_ATTR dev{};
     std::string(path).copy(dev.Name, sizeof dev.Name - 1);
-    set.LoadDevPointAttr(dev);
+    return set.LoadDevPointAttr(dev);
 }
 
 template <class Set>
-void LoadWith(const char *path) {
+int LoadWith(const char *path) {
     Set set;
-    set.Open(path);
+    return set.Open(path);
 }
 
 inline constexpr Loader kLoaders[] = {
@@ -42,21 +45,21 @@ inline constexpr Loader kLoaders[] = {
      R"(checked="1" Dir="/a" RealDataInv="60" AlarmDataInv="30" HeartInterval="60" )"
      R"(FailInterval="30" RecallInterval="60" FileType="json" IsCompress="0" TcpChannel="0">)"
      R"(<https checked="0" certfile="c" user="u" password="p"/></cloud></sysConfig>)",
-     LoadWith<CSysSet>},
+     LoadWith<CSysSet>, "parsed %s failed"},
     {"sn_set", R"(<snConfig><model model="Mosso-G"/><sn sn="ABC00123"/></snConfig>)",
-     LoadWith<CsnSet>},
+     LoadWith<CsnSet>, "parse Document %s failed"},
     {"forward_config",
      R"(<Fwd_srv><Fwd_chan lnk_p="MODBUS_TCP" addr="7"><Fwd_tbl><pt PointName="Ua" )"
      R"(db_link="0x01031123"/></Fwd_tbl></Fwd_chan></Fwd_srv>)",
-     LoadWith<CForwardConfig>},
+     LoadWith<CForwardConfig>, "Document %s parsed failed."},
     {"channel_set",
      R"(<ChannelConfig><Channel No="1"><Dev DeviceName="M" Name="/none" Protocol="P" Desc="D" )"
      R"(SlaveId="1" Group="1"/></Channel></ChannelConfig>)",
-     LoadWith<CChannelSet>},
+     LoadWith<CChannelSet>, "Document %s parsed failed."},
     {"point_file",
      R"(<DevConfig><NodeProperty><AI Num="1"><Node Id="1" Name="Ua" EUUnits="V"/></AI><DI Num="1">)"
      R"(<Node Id="2" Name="K"/></DI></NodeProperty></DevConfig>)",
-     LoadPoints},
+     LoadPoints, "[LoadDevPointAttr]: parsed Parse failed"},
 };
 
 }  // namespace corvenna::test

@@ -72,7 +72,7 @@ TEST(SnSet, TheNumberFollowsTheModelsPrefix) {
         {"varek-a", "GW12", 1, 12},
         {"Varek-A", "AB", 0, 0},
         {"Varek-A", "A", 0, 0},
-        {"Varek-A", "", 0, 0},
+        {"Mosso", "A", 100, 0},
         {"Mosso", "AB", 100, 0},
         {"Varek-A", "GW12x9", 0, 12},
         {"Varek-A", "GWx", 0, 0},
@@ -126,9 +126,20 @@ TEST(SnSet, WithoutASerialTextLoadingFails) {
     CsnSet set;
     EXPECT_EQ(-1, Load(set, R"(<snConfig><model model="Mosso"/></snConfig>)"));
     EXPECT_EQ(-1, Load(set, "<snConfig/>"));
+    EXPECT_EQ(-1, Load(set, "<snConfig><sn/></snConfig>"));
     EXPECT_EQ(-1, set.IsOpen()) << "the document is freed";
-    ASSERT_EQ(2U, log.Text().size());
-    EXPECT_EQ(kLogError, log.Text()[0].level);
+    EXPECT_EQ((std::vector<LogEntry>(3, {kLogError, "parse SN Document failed,no sn attribute"})),
+              log.Text());
+}
+
+TEST(SnSet, AnEmptySerialTextIsNoName) {
+    const LogCapture log;
+    CsnSet set;
+    EXPECT_EQ(-1, Load(set, Document("Mosso", "")));
+    EXPECT_EQ(-1, Load(set, R"(<snConfig><sn sn="GW1"/><sn sn=""/></snConfig>)"));
+    EXPECT_EQ(-1, set.IsOpen()) << "the document is freed";
+    EXPECT_EQ((std::vector<LogEntry>(2, {kLogError, "parse SN Document failed,no sn attribute"})),
+              log.Text());
 }
 
 TEST(SnSet, DocumentsThatCannotBeUsedFailOpen) {

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace corvenna::test {
+
+/// A file in memory with the fuzzer's input, there as long as the object. What the loader says, to
+/// the log, to standard output or through the XML library, is made and thrown away; its pauses are
+/// not made.
+class FuzzFile {
+public:
+    FuzzFile(const std::uint8_t *data, std::size_t size);
+    ~FuzzFile();
+    FuzzFile(const FuzzFile &) = delete;
+    FuzzFile &operator=(const FuzzFile &) = delete;
+
+    const char *Path() const { return path_.c_str(); }
+
+private:
+    int descriptor_;
+    std::string path_;
+};
+
+}  // namespace corvenna::test
