@@ -31,7 +31,7 @@ void ReadAttributes(const xmlNode *element, const Attribute<Record> (&rows)[Rows
     for (const xmlAttr *attribute = element->properties; attribute != nullptr;
          attribute = attribute->next) {
         for (const Attribute<Record> &row : rows) {
-            if (xmlStrEqual(attribute->name, ToXml(row.name)) != 0) {
+            if (IsNamed(attribute->name, row.name)) {
                 row.set(record, AttributeText(attribute).Get());
                 break;
             }
@@ -42,7 +42,7 @@ void ReadAttributes(const xmlNode *element, const Attribute<Record> (&rows)[Rows
 /// @return null when the element does not carry the attribute.
 inline const xmlAttr *FindAttribute(const xmlNode *element, const char *name) {
     const xmlAttr *attribute = element->properties;
-    while (attribute != nullptr && xmlStrEqual(attribute->name, ToXml(name)) == 0) {
+    while (attribute != nullptr && !IsNamed(attribute->name, name)) {
         attribute = attribute->next;
     }
     return attribute;

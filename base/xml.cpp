@@ -11,11 +11,6 @@ std::shared_mutex &XmlMutex() {
     return *mutex;
 }
 
-bool IsOnePieceOfText(const xmlNode *node) {
-    return node != nullptr && node->type == XML_TEXT_NODE && node->next == nullptr &&
-           node->content != nullptr;
-}
-
 }  // namespace
 
 XmlGuard::XmlGuard() : lock_(XmlMutex()) {}
@@ -31,15 +26,7 @@ void FreeXmlDocument::operator()(_xmlDoc *document) const {
     xmlFreeDoc(document);
 }
 
-bool IsElement(const xmlNode *node, const char *name) {
-    return node->type == XML_ELEMENT_NODE && xmlStrEqual(node->name, ToXml(name)) != 0;
-}
-
-AttributeText::AttributeText(const xmlAttr *attribute) : text_("") {
-    if (IsOnePieceOfText(attribute->children)) {
-        text_ = FromXml(attribute->children->content);
-        return;
-    }
+void AttributeText::Copy(const xmlAttr *attribute) {
     copy_.reset(xmlNodeListGetString(attribute->doc, attribute->children, 1));
     if (copy_ != nullptr) {
         text_ = FromXml(copy_.get());

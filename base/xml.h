@@ -3,6 +3,7 @@
 #include <libxml/parser.h>
 #include <libxml/tree.h>
 
+#include <cstring>
 #include <memory>
 #include <shared_mutex>
 
@@ -41,19 +42,35 @@ inline const char *FromXml(const xmlChar *text) {
     return reinterpret_cast<const char *>(text);
 }
 
+inline bool IsNamed(const xmlChar *name, const char *expected) {
+    return std::strcmp(FromXml(name), expected) == 0;
+}
+
 /// Whether a node is an element of that name.
-bool IsElement(const xmlNode *node, const char *name);
+inline bool IsElement(const xmlNode *node, const char *name) {
+    return node->type == XML_ELEMENT_NODE && IsNamed(node->name, name);
+}
 
 /// The value of an attribute, "" when it is empty. Points into the document where the value is one
 /// piece of text, which is the rule, and owns a copy otherwise; lives no longer than the document.
 class AttributeText {
 public:
-    explicit AttributeText(const xmlAttr *attribute);
+    explicit AttributeText(const xmlAttr *attribute) {
+        const xmlNode *first = attribute->children;
+        if (first != nullptr && first->type == XML_TEXT_NODE && first->next == nullptr &&
+            first->content != nullptr) {
+            text_ = FromXml(first->content);
+        } else {
+            Copy(attribute);
+        }
+    }
     const char *Get() const { return text_; }
 
 private:
+    void Copy(const xmlAttr *attribute);
+
     XmlText copy_;
-    const char *text_;
+    const char *text_ = "";
 };
 
 }  // namespace corvenna

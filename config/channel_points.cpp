@@ -71,6 +71,7 @@ int CChannelSet::LoadDevPointAttr(ST_DEV_ATTR dev) {
     ST_POINTID_ATTR point{};
     point.GroupNo = dev.ChannelNo;
     point.DevId = dev.SlaveId;
+    MAP_POINTID_ATTR *ofDevice = nullptr;  // made with the first point: without one, no entry
     ForEachChild(root, "NodeProperty", [&](const xmlNode *property) {
         for (const xmlNode *node = property->children; node != nullptr; node = node->next) {
             const PointType *type = PointTypeOf(node);
@@ -80,7 +81,11 @@ int CChannelSet::LoadDevPointAttr(ST_DEV_ATTR dev) {
             point.type = type->code;
             ForEachChild(node, "Node", [&](const xmlNode *element) {
                 ReadAttributes(element, kNode, point);
-                AddSamplePoint(point);
+                if (ofDevice == nullptr) {
+                    ofDevice = &pointsByChannel_[point.GroupNo][point.DevId];
+                }
+                Put(*ofDevice, point);
+                Put(pointsById_, point);
             });
         }
     });

@@ -27,7 +27,8 @@ void RunOnce(const Contender &contender, unsigned size, unsigned count) {
         MeasuredJob(contender);
         last = StopHeapCount();
     }
-    std::printf("allocations %zu peak %zu\n", last.allocations, last.peakBytes);
+    std::printf("allocations %zu peak %zu kept %td\n", last.allocations, last.peakBytes,
+                last.keptBytes);
 }
 
 void RunTimed(int argc, char **argv, unsigned size, std::initializer_list<Contender> contenders) {

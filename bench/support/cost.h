@@ -16,7 +16,8 @@ struct Contender {
 ///     PROGRAM                          wall time of every contender, by Google Benchmark
 ///     PROGRAM --list                   the contenders' names
 ///     PROGRAM CONTENDER SIZE COUNT     prepares for SIZE, does the job COUNT times and prints the
-///                                      heap's part of one job: "allocations N peak BYTES"
+///                                      heap's part of one job: "allocations N peak BYTES kept
+///                                      BYTES"
 ///
 /// bench/measure runs the last form under callgrind with two counts; the difference is the job's
 /// own instructions, without those of start-up and preparation.

@@ -75,7 +75,7 @@ void StartHeapCount() {
 }
 
 HeapUse StopHeapCount() {
-    return {gAllocations, static_cast<std::size_t>(gPeak.load())};
+    return {gAllocations, static_cast<std::size_t>(gPeak.load()), gLive};
 }
 
 }  // namespace corvenna::bench
