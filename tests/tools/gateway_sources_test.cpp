@@ -194,6 +194,23 @@ TEST(SelfSource, ShowsTheMachineInItsUnits) {
     EXPECT_DOUBLE_EQ(values.at(0x03010000), 48.25);  // temperature
 }
 
+TEST(SelfSource, ShowsAllThermalZonesAsOneDevice) {
+    WriteWholeMachine();
+    WriteMachine("/sys/class/thermal/thermal_zone2/type", "gpu\n");
+    WriteMachine("/sys/class/thermal/thermal_zone2/temp", "-1500\n");
+    SelfSource source(kRoot);
+    const Device &device = source.Devices().back();
+    EXPECT_EQ(device.channel, 3);
+    ASSERT_EQ(device.points.size(), 3U);
+    EXPECT_EQ(device.points[1].name, "Zone 0 cpu-thermal");
+    EXPECT_EQ(device.points[2].name, "Zone 2 gpu");
+    EXPECT_DOUBLE_EQ(source.Read(0).at(0x03010002), -1.5);
+}
+
+TEST(SelfSource, ShowsNoTemperaturesWhereThereAreNone) {
+    EXPECT_EQ(SelfSource("/tmp/nothing").Devices().size(), 5U);
+}
+
 TEST(SelfSource, ShowsRatesAsMeansSinceTheReadingBefore) {
     WriteWholeMachine();
     SelfSource source(kRoot);

@@ -16,7 +16,7 @@ namespace {
 
 constexpr std::uint64_t kSectorBytes = 512;
 constexpr double kMilli = 1000.0;
-constexpr int kMostZones = 64;
+constexpr std::uint16_t kMostZones = 32;
 
 }  // namespace
 
@@ -133,19 +133,16 @@ std::map<std::string, SelfReadings::Traffic> SelfReadings::Networks() const {
     return networks;
 }
 
-std::vector<std::pair<std::string, double>> SelfReadings::Temperatures() const {
-    std::vector<std::pair<std::string, double>> temperatures;
-    for (int zone = 0; zone < kMostZones; ++zone) {
+std::map<std::uint16_t, std::pair<std::string, double>> SelfReadings::Temperatures() const {
+    std::map<std::uint16_t, std::pair<std::string, double>> temperatures;
+    for (std::uint16_t zone = 0; zone < kMostZones; ++zone) {
         const std::string folder = "/sys/class/thermal/thermal_zone" + std::to_string(zone);
-        if (!fs::exists(root_ + folder)) {
-            break;
-        }
         std::istringstream type(Content(folder + "/type"));
         std::istringstream value(Content(folder + "/temp"));
         std::string name;
         double milliDegrees = 0;
         if (type >> name && value >> milliDegrees) {
-            temperatures.emplace_back(name, milliDegrees / kMilli);
+            temperatures[zone] = {name, milliDegrees / kMilli};
         }
     }
     return temperatures;

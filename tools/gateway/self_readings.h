@@ -50,8 +50,8 @@ public:
     };
     std::map<std::string, Traffic> Networks() const;
 
-    /// Degrees Celsius by the name of the zone, in the order of the zones.
-    std::vector<std::pair<std::string, double>> Temperatures() const;
+    /// What a thermal zone is called and its degrees Celsius, by the zone's number.
+    std::map<std::uint16_t, std::pair<std::string, double>> Temperatures() const;
 
 private:
     std::string Content(const std::string &path) const;

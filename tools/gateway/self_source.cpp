@@ -15,7 +15,14 @@ constexpr std::uint8_t kTrafficChannel = 2;
 constexpr std::uint8_t kTemperatureChannel = 3;
 
 // Addresses of the devices, and numbers of their points, which are all analogue inputs.
-enum Address : std::uint8_t { kProcessor = 1, kMemory = 2, kLoad = 3, kDisk = 1, kNetwork = 2 };
+enum Address : std::uint8_t {
+    kProcessor = 1,
+    kMemory = 2,
+    kLoad = 3,
+    kDisk = 1,
+    kNetwork = 2,
+    kTemperatures = 1
+};
 enum ProcessorPoint : std::uint16_t { kUsage, kUser, kSystem, kWaiting };
 enum MemoryPoint : std::uint16_t { kTotal, kAvailable, kUsed, kSwapUsed };
 enum LoadPoint : std::uint16_t { kLoad1, kLoad5, kLoad15, kProcesses, kUptime };
@@ -74,12 +81,14 @@ double Growth(std::uint64_t before, std::uint64_t now) {
 }  // namespace
 
 SelfSource::SelfSource(std::string root) : readings_(std::move(root)), devices_(FixedDevices()) {
-    std::uint8_t address = 0;
-    for (const auto &[name, degrees] : readings_.Temperatures()) {
-        ++address;
-        devices_.push_back(MakeDevice(kTemperatureChannel, address,
-                                      ("Temperature" + std::to_string(address)).c_str(),
-                                      name.c_str(), {{"Temperature", "degC"}}));
+    Device temperatures = MakeDevice(kTemperatureChannel, kTemperatures, "Temperatures",
+                                     "Thermal zones of the machine", {});
+    for (const auto &[zone, temperature] : readings_.Temperatures()) {
+        const std::string name = "Zone " + std::to_string(zone) + " " + temperature.first;
+        temperatures.points.push_back({PointType::kAnalogueInput, zone, name, "degC"});
+    }
+    if (temperatures.points.size() > 1) {
+        devices_.push_back(std::move(temperatures));
     }
     before_ = ReadTotals();
 }
@@ -180,9 +189,8 @@ void SelfSource::ReadNetwork(const Totals &now, Values &values) const {
 }
 
 void SelfSource::ReadTemperatures(Values &values) const {
-    std::uint8_t address = 0;
-    for (const auto &[name, degrees] : readings_.Temperatures()) {
-        Set(values, kTemperatureChannel, ++address, 0, degrees);
+    for (const auto &[zone, temperature] : readings_.Temperatures()) {
+        Set(values, kTemperatureChannel, kTemperatures, zone, temperature.second);
     }
 }
 
