@@ -1,21 +1,20 @@
 #include "plugin/process_end.h"
 
+#include <pthread.h>
 #include <unistd.h>
 
 #include <atomic>
-#include <chrono>
-#include <mutex>
-#include <type_traits>
+#include <ctime>
 
 namespace corvenna {
 namespace {
 
-constexpr std::chrono::seconds kPatience{1};
+constexpr int kPatienceSeconds = 1;
 
 // Both outlive every destructor of the process: the thread may look at them until the last moment.
-std::timed_mutex gStep;
+// (A std::timed_mutex would do the same by a call that the thread sanitizer does not know.)
+pthread_mutex_t gStep = PTHREAD_MUTEX_INITIALIZER;
 std::atomic<bool> gEnding{false};
-static_assert(std::is_trivially_destructible_v<std::timed_mutex>);
 
 class ProcessEnd {
 public:
@@ -23,7 +22,10 @@ public:
     ~ProcessEnd() {
         gEnding = true;
         // Stays locked: no further step. A step that waits for a silent server is left behind.
-        static_cast<void>(gStep.try_lock_for(kPatience));
+        timespec deadline{};
+        clock_gettime(CLOCK_REALTIME, &deadline);
+        deadline.tv_sec += kPatienceSeconds;
+        pthread_mutex_timedlock(&gStep, &deadline);
     }
     ProcessEnd(const ProcessEnd &) = delete;
     ProcessEnd &operator=(const ProcessEnd &) = delete;
@@ -32,19 +34,19 @@ public:
 }  // namespace
 
 DownloadSteps::DownloadSteps() {
-    gStep.lock();
+    pthread_mutex_lock(&gStep);
 }
 
 DownloadSteps::~DownloadSteps() {
-    gStep.unlock();
+    pthread_mutex_unlock(&gStep);
 }
 
 void DownloadSteps::Next() {
-    gStep.unlock();
+    pthread_mutex_unlock(&gStep);
     while (gEnding) {
         pause();
     }
-    gStep.lock();
+    pthread_mutex_lock(&gStep);
 }
 
 void GuardProcessEnd() {
