@@ -19,6 +19,9 @@ target_compile_options(corvenna_options INTERFACE
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     # -Wpsabi only announces that an old compiler passed some arguments differently.
     target_compile_options(corvenna_options INTERFACE -Wno-psabi)
+else()
+    # Not part of GCC's -Wconversion for C++; one compiler's opinion is enough.
+    target_compile_options(corvenna_options INTERFACE -Wno-sign-conversion)
 endif()
 
 if(CORVENNA_SANITIZE)
