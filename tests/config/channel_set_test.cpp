@@ -110,6 +110,21 @@ TEST(ChannelSet, TextsKeep126Characters) {
     }
 }
 
+TEST(ChannelSet, ADeviceWhosePointFileIsMissingStaysADevice) {
+    const PauseRecorder pauses;
+    const LogCapture log;
+    CChannelSet set;
+    EXPECT_EQ(0, Load(set, R"(<ChannelConfig><Channel No="1"><Dev Name="/none.xml" SlaveId="1"/>)"
+                           R"(</Channel></ChannelConfig>)"));
+    EXPECT_EQ((std::vector<LogEntry>{{kLogError, "[LoadDevPointAttr]: parsed Parse failed"}}),
+              log.Text());
+    ST_DEV_ATTR *dev = nullptr;
+    EXPECT_EQ(0, set.GetAttr(static_cast<unsigned short>(0x0101), &dev));
+    MAP_CHANNEL_POINT *points = nullptr;
+    set.GetAttr(&points);
+    EXPECT_TRUE(points->empty());
+}
+
 TEST(ChannelSet, LoadingPausesAfterEachDeviceAndEachChildOfTheRoot) {
     const PauseRecorder pauses;
     const LogCapture log;
