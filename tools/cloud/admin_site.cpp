@@ -189,7 +189,7 @@ std::string TimeParameter(const httplib::Request &request, const char *name,
     if (!request.has_param(name)) {
         return usual;
     }
-    const std::string text = request.get_param_value(name);
+    std::string text = request.get_param_value(name);
     if (!IsTimeText(text)) {
         throw Refusal{400, std::string(name) + " is no time (YYYY-MM-DD hh:mm:ss)"};
     }

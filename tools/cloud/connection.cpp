@@ -12,6 +12,8 @@
 #include <cstring>
 #include <string_view>
 
+#include "base/text.h"
+
 namespace corvenna::cloud {
 namespace {
 
@@ -46,7 +48,7 @@ void ReadAddress(NameFunction name, int socket, std::string &ip, int &port) {
         getnameinfo(generic, length, host.data(), host.size(), service.data(), service.size(),
                     NI_NUMERICHOST | NI_NUMERICSERV) == 0) {
         ip = host.data();
-        port = std::atoi(service.data());
+        port = static_cast<int>(Decimal(service.data()));
     }
 }
 
@@ -175,7 +177,7 @@ ssize_t Connection::read(char *buffer, size_t size) {
 void Connection::NoteStatus() {
     constexpr std::string_view kStart = "HTTP/1.1 ";
     if (answer_.size() >= kStart.size() + 3 && answer_.compare(0, kStart.size(), kStart) == 0) {
-        status_ = std::atoi(answer_.c_str() + kStart.size());
+        status_ = static_cast<int>(Decimal(answer_.c_str() + kStart.size()));
     }
 }
 

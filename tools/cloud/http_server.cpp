@@ -33,7 +33,7 @@ std::string HeaderLines(const httplib::Request &request) {
     std::string lines;
     for (const auto &[name, value] : request.headers) {
         if (kOwn.count(name) == 0) {
-            lines += name + ": " + value + "\n";
+            lines.append(name).append(": ").append(value).append("\n");
         }
     }
     return lines;

@@ -27,7 +27,7 @@ public:
         sigaddset(&signals_, SIGINT);
         sigaddset(&signals_, SIGTERM);
         pthread_sigmask(SIG_BLOCK, &signals_, nullptr);
-        std::signal(SIGPIPE, SIG_IGN);
+        static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
     }
     void Wait() const {
         int signal = 0;

@@ -43,7 +43,7 @@ std::string DataId(const Element &element) {
 std::string Value(const Element &element, const std::string &name) {
     const std::string &text = element.Text(name);
     char *end = nullptr;
-    std::strtod(text.c_str(), &end);
+    static_cast<void>(std::strtod(text.c_str(), &end));
     if (text.empty() || text.size() > kLongestValue ||
         std::isspace(static_cast<unsigned char>(text.front())) != 0 || *end != '\0') {
         throw BadDocument("\"" + name + "\" is no number");

@@ -37,7 +37,7 @@ std::string WithLength(Parts parts, long long length) {
 
 std::string Garbage(std::size_t length) {
     // The same bytes every time, so that what a client makes of them can be repeated.
-    std::minstd_rand random(1);
+    std::minstd_rand random(1);  // NOLINT(cert-msc32-c,cert-msc51-cpp): repeatable on purpose
     std::string bytes(length, '\0');
     std::generate(bytes.begin(), bytes.end(),
                   [&random] { return static_cast<char>(random() % 256); });

@@ -1,18 +1,14 @@
 #include "tools/cloud/store.h"
 
-#include <fcntl.h>
 #include <openssl/rand.h>
-#include <unistd.h>
 
 #include <array>
-#include <cerrno>
-#include <cstring>
 #include <filesystem>
 #include <map>
-#include <set>
 #include <stdexcept>
 #include <tuple>
 
+#include "tools/cloud/durable_file.h"
 #include "tools/cloud/text.h"
 
 namespace corvenna::cloud {
@@ -21,47 +17,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::size_t kTokenBytes = 6;
-
-/// Owns a file descriptor.
-class Descriptor {
-public:
-    explicit Descriptor(int fd) : fd_(fd) {}
-    ~Descriptor() {
-        if (fd_ >= 0) {
-            close(fd_);
-        }
-    }
-    Descriptor(const Descriptor &) = delete;
-    Descriptor &operator=(const Descriptor &) = delete;
-    int Get() const { return fd_; }
-
-private:
-    int fd_;
-};
-
-void Require(bool good, const std::string &path) {
-    if (!good) {
-        throw std::runtime_error(path + ": " + std::strerror(errno));
-    }
-}
-
-void WriteWhole(int fd, std::string_view content, const std::string &path) {
-    while (!content.empty()) {
-        const ssize_t written = write(fd, content.data(), content.size());
-        Require(written > 0 || errno == EINTR, path);
-        content.remove_prefix(written > 0 ? static_cast<std::size_t>(written) : 0);
-    }
-}
-
-/// Writes a new file that is on disk, its name included, when this returns.
-void WriteDurably(const std::string &folder, const std::string &path, std::string_view content) {
-    const Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
-    Require(file.Get() >= 0, path);
-    WriteWhole(file.Get(), content, path);
-    Require(fsync(file.Get()) == 0, path);
-    const Descriptor directory(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    Require(directory.Get() >= 0 && fsync(directory.Get()) == 0, folder);
-}
 
 /// The part of a file's address that nobody can guess.
 std::string NewToken() {
@@ -332,7 +287,7 @@ bool Store::CancelRecall(const std::string &sn, std::int64_t id) {
 std::int64_t Store::OfferFile(const std::string &sn, const NewFile &file) {
     const std::string token = NewToken();
     const std::lock_guard lock(mutex_);
-    WriteDurably(files_, FilePath(token), file.content);
+    WriteDurably(FilePath(token), file.content, 0600);
     Transaction transaction(database_);
     const std::int64_t gateway = GatewayId(sn);
     database_.Run(

@@ -3,7 +3,6 @@
 #include <array>
 #include <charconv>
 #include <chrono>
-#include <cstdio>
 #include <ctime>
 
 namespace corvenna::cloud {
@@ -137,11 +136,10 @@ std::string UtcNow() {
     const auto seconds = static_cast<std::time_t>(milliseconds / 1000);
     std::tm parts{};
     gmtime_r(&seconds, &parts);
-    std::array<char, 80> text{};
-    std::snprintf(text.data(), text.size(), "%04d-%02d-%02dT%02d:%02d:%02d.%03dZ",
-                  parts.tm_year + 1900, parts.tm_mon + 1, parts.tm_mday, parts.tm_hour,
-                  parts.tm_min, parts.tm_sec, static_cast<int>(milliseconds % 1000));
-    return text.data();
+    std::array<char, 32> day{};
+    const std::size_t length = std::strftime(day.data(), day.size(), "%Y-%m-%dT%H:%M:%S", &parts);
+    const std::string fraction = std::to_string(1000 + milliseconds % 1000);
+    return std::string(day.data(), length) + "." + fraction.substr(1) + "Z";
 }
 
 std::string Hex(const unsigned char *bytes, std::size_t length) {

@@ -1,15 +1,14 @@
 #include "tools/cloud/tls.h"
 
 #include <arpa/inet.h>
-#include <fcntl.h>
 #include <openssl/err.h>
 #include <openssl/pem.h>
 #include <openssl/x509v3.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <stdexcept>
+
+#include "tools/cloud/durable_file.h"
 
 namespace corvenna::cloud {
 namespace {
@@ -18,6 +17,7 @@ namespace fs = std::filesystem;
 
 using Key = std::unique_ptr<EVP_PKEY, FreedBy<EVP_PKEY_free>>;
 using Certificate = std::unique_ptr<X509, FreedBy<X509_free>>;
+using Memory = std::unique_ptr<BIO, FreedBy<BIO_free_all>>;
 using Extension = std::unique_ptr<X509_EXTENSION, FreedBy<X509_EXTENSION_free>>;
 
 constexpr long kValidSeconds = 10L * 365 * 24 * 3600;
@@ -69,13 +69,14 @@ Certificate SelfSigned(EVP_PKEY *key, const std::string &address) {
     return certificate;
 }
 
-/// A new stdio stream on a new file with these rights.
-File NewFile(const std::string &path, mode_t mode) {
-    const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, mode);
-    if (fd < 0 || fchmod(fd, mode) != 0) {
-        throw std::runtime_error("cannot write " + path);
-    }
-    return File(fdopen(fd, "w"));
+/// What one of OpenSSL's PEM writers makes.
+template <class Write>
+std::string Pem(const Write &write) {
+    const Memory memory(BIO_new(BIO_s_mem()));
+    Require(memory && write(memory.get()) == 1, "cannot write PEM");
+    char *text = nullptr;
+    const long length = BIO_get_mem_data(memory.get(), &text);
+    return {text, static_cast<std::size_t>(length)};
 }
 
 TlsContext NewContext(const CertificateFiles &files) {
@@ -99,13 +100,14 @@ void MakeCertificateIfMissing(const CertificateFiles &files, const std::string &
     const Key key(EVP_EC_gen("P-256"));
     Require(key != nullptr, "cannot make a key");
     const Certificate certificate = SelfSigned(key.get(), address);
-    const File keyFile = NewFile(files.key, 0600);
-    Require(
-        PEM_write_PrivateKey(keyFile.get(), key.get(), nullptr, nullptr, 0, nullptr, nullptr) == 1,
-        "cannot write " + files.key);
-    const File certificateFile = NewFile(files.certificate, 0644);
-    Require(PEM_write_X509(certificateFile.get(), certificate.get()) == 1,
-            "cannot write " + files.certificate);
+    WriteDurably(files.key, Pem([&key](BIO *out) {
+                     return PEM_write_bio_PrivateKey(out, key.get(), nullptr, nullptr, 0, nullptr,
+                                                     nullptr);
+                 }),
+                 0600);
+    WriteDurably(
+        files.certificate,
+        Pem([&certificate](BIO *out) { return PEM_write_bio_X509(out, certificate.get()); }), 0644);
 }
 
 TlsContexts::TlsContexts(const CertificateFiles &files)
