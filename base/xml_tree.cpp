@@ -1,17 +1,21 @@
 #include "base/xml_tree.h"
 
 namespace corvenna {
+
+xmlDictPtr MakeXmlNames(std::initializer_list<const char *> names) {
+    const XmlGuard guard;
+    xmlDictPtr dictionary = xmlDictCreate();
+    for (const char *name : names) {
+        xmlDictLookup(dictionary, ToXml(name), -1);
+    }
+    return dictionary;
+}
+
 XmlTree::XmlTree(xmlDictPtr names) {
     const XmlGuard guard;
     document_.reset(xmlNewDoc(ToXml("1.0")));
-    // A handful of names serves thousands of nodes: each is stored once, in a dictionary, instead
-    // of once a node.
-    if (names == nullptr) {
-        document_->dict = xmlDictCreate();
-    } else {
-        document_->dict = names;
-        xmlDictReference(names);
-    }
+    document_->dict = names;
+    xmlDictReference(names);
     root_ = xmlNewNode(nullptr, ToXml("data"));
     xmlDocSetRootElement(document_.get(), root_);
 }

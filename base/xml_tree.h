@@ -1,17 +1,23 @@
 #pragma once
 
+#include <initializer_list>
+
 #include "base/xml.h"
 
 namespace corvenna {
+
+/// A dictionary of all names of some documents: a handful of names serves thousands of nodes, and
+/// each is then stored once for all. Documents on several threads share it, for looking up a name
+/// that is there changes nothing; a name that is missing would be added while others read. Lives as
+/// long as the process. The caller holds no XmlGuard.
+xmlDictPtr MakeXmlNames(std::initializer_list<const char *> names);
 
 /// A document with the root "data", built in memory. Takes the XmlGuard itself to make and to free
 /// the document; whoever adds to it or saves it holds one meanwhile.
 class XmlTree {
 public:
-    /// @param names a dictionary that holds every name of the document, so that the document adds
-    ///              nothing to it; may be shared by documents on several threads. Null: the
-    ///              document has a dictionary of its own.
-    explicit XmlTree(xmlDictPtr names = nullptr);
+    /// @param names holds every name of the document.
+    explicit XmlTree(xmlDictPtr names);
     ~XmlTree();
     XmlTree(const XmlTree &) = delete;
     XmlTree &operator=(const XmlTree &) = delete;

@@ -28,6 +28,14 @@ int CopyBody(const BodyTarget &target, const char *text, std::size_t length) {
 
 }  // namespace
 
+xmlDictPtr BodyNames() {
+    static xmlDictPtr const kNames =
+        MakeXmlNames({"data",     "gw",    "sn",   "name",   "ver",     "site",   "longitude",
+                      "latitude", "owner", "desc", "room",   "camera",  "device", "channel",
+                      "id",       "node",  "md5",  "status", "startdt", "enddt"});
+    return kNames;
+}
+
 int WriteBody(const BodyTarget &target, const char *text, std::size_t length) {
     if (!target.compress) {
         return CopyBody(target, text, length);

@@ -24,6 +24,9 @@ inline std::string_view JsonString(const char *text) {
     return text;
 }
 
+/// The names of all elements and attributes of bodies. The caller holds no XmlGuard.
+xmlDictPtr BodyNames();
+
 /// Deflates a document's text into the caller's buffer, or copies it, cut at capacity - 2.
 /// @return the bytes that are in the buffer.
 int WriteBody(const BodyTarget &target, const char *text, std::size_t length);
@@ -46,7 +49,7 @@ int MakeBody(const char *format, const BodyTarget &target, const Content &conten
             return WriteBody(target, text.Text(), text.Length());
         }
         case Format::kXml: {
-            XmlTree tree;
+            XmlTree tree(BodyNames());
             {
                 const XmlGuard guard;
                 content.SpellXml(tree.Root());
