@@ -1,0 +1,211 @@
+#include <climits>
+#include <cstring>
+
+#include "http/http.h"
+#include "http/https.h"
+#include "tests/http/curl_record.h"
+#include "tests/http/twins.h"
+#include "tests/support/files.h"
+#include "tests/support/log_capture.h"
+
+namespace corvenna::test {
+namespace {
+
+// ---- The method field
+// ----------------------------------------------------------------------------
+
+class Dispatch : public Twins {};
+CORVENNA_BOTH_TWINS(Dispatch);
+
+TEST_P(Dispatch, MethodsAreComparedAsPrefixes) {
+    constexpr const char *kCases[][2] = {
+        {"POST", "POST"}, {"POSTX", "POST"}, {"GET", "GET"},       {"GETS", "GET"},
+        {"PUT", "PUT"},   {"PUTT", "PUT"},   {"DELETE", "DELETE"}, {"DELETED", "DELETE"}};
+    ScriptedServer server(client().protocol);
+    server.Otherwise(
+        [](const Request &request) { return Reply(request.method == "DELETE" ? 204 : 200); });
+    for (std::size_t i = 0; i < std::size(kCases); ++i) {
+        auto frame = MemoryFrame(server.Url("/"), kCases[i][0], "b");
+        EXPECT_EQ(client().upload(&frame, nullptr), 0) << kCases[i][0];
+        EXPECT_EQ(server.WaitForRequests(i + 1)[i].method, kCases[i][1]);
+    }
+}
+
+TEST_P(Dispatch, OtherMethodsFailWithoutATransfer) {
+    ScriptedServer server(client().protocol);
+    const LogCapture log;
+    for (const char *method : {"post", "PATCH", "", "POS", "DELET", " GET", "HEAD"}) {
+        auto frame = MemoryFrame(server.Url("/"), method, "b");
+        Outcome outcome;
+        EXPECT_EQ(client().upload(&frame, &outcome), -1) << method;
+        EXPECT_EQ(outcome.transfer, -1);
+    }
+    EXPECT_EQ(server.Connections(), 0);
+    EXPECT_TRUE(log.Text().empty());
+}
+
+TEST_P(Dispatch, TheOutcomeStandsBesideTheResult) {
+    ScriptedServer server(client().protocol);
+    server.Next(Reply(500));
+    auto frame = MemoryFrame(server.Url("/"), "POST", "b");
+    Outcome outcome;
+    EXPECT_EQ(client().upload(&frame, &outcome), 0);
+    EXPECT_EQ(outcome.transfer, CURLE_OK);
+    EXPECT_EQ(outcome.status, 500);
+}
+
+TEST_P(Dispatch, TheOutcomeOfABrokenTransferIsLibcurlsResult) {
+    ScriptedServer server(client().protocol);
+    server.Next(CloseAt(Stage::kRequest));
+    auto frame = MemoryFrame(server.Url("/"), "POST", "b");
+    Outcome outcome;
+    EXPECT_EQ(client().upload(&frame, &outcome), 0);
+    EXPECT_EQ(outcome.transfer, CURLE_GOT_NOTHING);
+    EXPECT_EQ(outcome.status, 0);
+}
+
+// ---- Requests that are not made
+// ------------------------------------------------------------------
+
+class Refused : public Twins {};
+CORVENNA_BOTH_TWINS(Refused);
+
+TEST_P(Refused, NullFramesFail) {
+    int httpCode = 7;
+    EXPECT_EQ(client().upload(nullptr, nullptr), -1);
+    EXPECT_EQ(client().get(nullptr), -1);
+    EXPECT_EQ(client().post(nullptr), -1);
+    EXPECT_EQ(client().put(nullptr), -1);
+    EXPECT_EQ(client().remove(nullptr), -1);
+    EXPECT_EQ(client().realData(nullptr, &httpCode), -1);
+    EXPECT_EQ(client().alarmData(nullptr), -1);
+    EXPECT_EQ(client().download(nullptr), -1);
+    EXPECT_EQ(httpCode, 7);
+}
+
+TEST_P(Refused, ABodyOf20481BytesIsNotSent) {
+    ScriptedServer server(client().protocol);
+    const LogCapture log;
+    auto frame = MemoryFrame(server.Url("/"), "POST");
+    frame.bodyLength = 20481;
+    EXPECT_EQ(client().post(&frame), -1);
+    EXPECT_EQ(client().put(&frame), -1);
+    EXPECT_EQ(client().remove(&frame), -1);
+    frame.bodyLength = 65535;
+    EXPECT_EQ(client().upload(&frame, nullptr), -1);
+    EXPECT_EQ(server.Connections(), 0);
+    ASSERT_EQ(log.Text().size(), 4U);
+    for (const LogEntry &entry : log.Text()) {
+        EXPECT_EQ(entry.level, 5);
+    }
+}
+
+TEST_P(Refused, ABodyOf20480BytesIsSentWhole) {
+    ScriptedServer server(client().protocol);
+    std::string body;
+    for (std::size_t i = 0; i < kBodyCapacity; ++i) {
+        body += static_cast<char>(i * 7);
+    }
+    auto frame = MemoryFrame(server.Url("/"), "PUT", body);
+    EXPECT_EQ(client().put(&frame), 0);
+    EXPECT_EQ(server.WaitForRequests(1)[0].body, body);
+}
+
+TEST_P(Refused, WithoutAHandleEveryOperationFailsSilently) {
+    WriteFile("/tmp/S.json", "{}");
+    CurlRecord record;
+    record.RefuseHandles();
+    const LogCapture log;
+    auto memory = MemoryFrame("http://127.0.0.1:1/", "POST", "b");
+    auto file = FileFrame("http://127.0.0.1:1/", "/tmp/S.json");
+    int httpCode = 7;
+    EXPECT_EQ(client().get(&memory), -1);
+    EXPECT_EQ(client().post(&memory), -1);
+    EXPECT_EQ(client().put(&memory), -1);
+    EXPECT_EQ(client().remove(&memory), -1);
+    EXPECT_EQ(client().realData(&file, &httpCode), -1);
+    EXPECT_EQ(client().alarmData(&file), -1);
+    EXPECT_EQ(client().download(&file), -1);
+    EXPECT_EQ(httpCode, 7);
+    EXPECT_EQ(record.ListsMade(), record.ListsFreed());
+    EXPECT_TRUE(log.Text().empty());
+}
+
+TEST_P(Refused, WithoutMemoryForAHeaderNothingIsSentAndNothingIsLost) {
+    ScriptedServer server(client().protocol);
+    const LogCapture log;
+    for (const int call : {0, 1}) {
+        CurlRecord record;
+        record.RefuseHeadersFrom(call);
+        auto frame = MemoryFrame(server.Url("/"), "PUT", "b");
+        EXPECT_EQ(client().put(&frame), -1);
+        EXPECT_EQ(record.ListsMade(), call);
+        EXPECT_EQ(record.ListsFreed(), call);
+        EXPECT_EQ(record.HandlesMade(), 1);
+        EXPECT_EQ(record.HandlesFreed(), 1);
+    }
+    EXPECT_EQ(server.Connections(), 0);
+}
+
+// ---- Construction
+// --------------------------------------------------------------------------------
+
+TEST(ResultArea, Holds385ZeroBytesAtFirst) {
+    CHttp http;
+    CHttps https;
+    const std::string zeros(385, '\0');
+    EXPECT_EQ(std::string(http.GetRecvResult(), 385), zeros);
+    EXPECT_EQ(std::string(https.GetRecvResult(), 385), zeros);
+}
+
+TEST(GlobalState, OutlivesTheOtherInstance) {
+    ScriptedServer server;
+    const auto https = std::make_unique<CHttps>();
+    { const CHttp gone; }
+    auto http = std::make_unique<CHttp>();
+    auto frame = MemoryFrame(server.Url("/"), "GET");
+    EXPECT_EQ(http->GET_MemoryData(&frame), 0);
+}
+
+// ---- ReadJsonDataFile
+// ----------------------------------------------------------------------------
+
+TEST(ReadJsonDataFile, ReadsTheSmallerOfSizeAndCapacityAndAppendsNothing) {
+    WriteFile("/tmp/data.json", "0123456789");
+    CHttp http;
+    constexpr int kCases[][2] = {{9, 9}, {10, 10}, {11, 10}, {0, 0}, {-1, 0}, {INT_MIN, 0}};
+    for (const auto &[capacity, expected] : kCases) {
+        char buffer[16];
+        std::memset(buffer, '#', sizeof buffer);
+        EXPECT_EQ(http.ReadJsonDataFile("/tmp/data.json", buffer, capacity), expected) << capacity;
+        const auto count = static_cast<std::size_t>(expected);
+        EXPECT_EQ(std::string(buffer, sizeof buffer),
+                  std::string("0123456789").substr(0, count) + std::string(16 - count, '#'));
+    }
+}
+
+TEST(ReadJsonDataFile, NullPathOrBufferFails) {
+    WriteFile("/tmp/data.json", "0123456789");
+    CHttp http;
+    char buffer[4];
+    EXPECT_EQ(http.ReadJsonDataFile(nullptr, buffer, 4), -1);
+    EXPECT_EQ(http.ReadJsonDataFile("/tmp/data.json", nullptr, 4), -1);
+}
+
+TEST(ReadJsonDataFile, AFileThatCannotBeOpenedIsLogged) {
+    const LogCapture log;
+    CHttp http;
+    char buffer[4];
+    EXPECT_EQ(http.ReadJsonDataFile("/tmp/none.json", buffer, 4), -1);
+    EXPECT_EQ(log.Text(), (std::vector<LogEntry>{{4, "Can not open file /tmp/none.json"}}));
+}
+
+TEST(ReadJsonDataFile, AnEmptyFileGivesNoBytes) {
+    WriteFile("/tmp/data.json", "");
+    CHttp http;
+    char buffer[4];
+    EXPECT_EQ(http.ReadJsonDataFile("/tmp/data.json", buffer, 4), 0);
+}
+
+}  // namespace
+}  // namespace corvenna::test
