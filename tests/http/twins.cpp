@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstring>
 #include <mutex>
+#include <ostream>
 
 #include "base/text.h"
 #include "config/sys_set.h"
@@ -51,6 +52,10 @@ std::string received;
 
 const Twin kHttpTwin = MakeTwin<CHttp>("Http", Protocol::kHttp);
 const Twin kHttpsTwin = MakeTwin<CHttps>("Https", Protocol::kHttps);
+
+void PrintTo(const Twin *client, std::ostream *stream) {
+    *stream << client->name;
+}
 
 std::string TwinName(const testing::TestParamInfo<const Twin *> &info) {
     return info.param->name;

@@ -25,6 +25,9 @@ struct Twin {
     const char *(*area)();
 };
 
+/// Names a client in a test's parameter.
+void PrintTo(const Twin *client, std::ostream *stream);
+
 extern const Twin kHttpTwin;
 extern const Twin kHttpsTwin;
 
