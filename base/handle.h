@@ -10,7 +10,7 @@ template <auto Free>
 struct FreedBy {
     template <class T>
     void operator()(T *handle) const {
-        Free(handle);
+        static_cast<void>(Free(handle));
     }
 };
 

@@ -25,7 +25,7 @@ __attribute__((format(printf, 2, 3))) void PrintText(char (&field)[Size], const 
     static_assert(0 < Limit && Limit <= Size, "the limit must fit the field");
     va_list arguments;
     va_start(arguments, format);
-    std::vsnprintf(field, Limit, format, arguments);
+    static_cast<void>(std::vsnprintf(field, Limit, format, arguments));
     va_end(arguments);
 }
 
@@ -38,7 +38,9 @@ inline long Decimal(const char *text) {
 /// A whole number as decimal text.
 class DecimalText {
 public:
-    explicit DecimalText(int number) { std::snprintf(text_, sizeof text_, "%d", number); }
+    explicit DecimalText(int number) {
+        static_cast<void>(std::snprintf(text_, sizeof text_, "%d", number));
+    }
     const char *Get() const { return text_; }
 
 private:

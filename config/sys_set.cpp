@@ -174,7 +174,7 @@ int CSysSet::IsOpen() const {
 
 int CSysSet::getVersionInfo() {
     if (access(kVersionFile, F_OK) != 0) {
-        std::fputs("/quorvane/Config/version/main-version.conf is not exist", stdout);
+        std::printf("/quorvane/Config/version/main-version.conf is not exist");
         return -1;
     }
     const corvenna::File file(std::fopen(kVersionFile, "r"));

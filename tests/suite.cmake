@@ -13,11 +13,9 @@ function(corvenna_test name)
         PRIVATE corvenna_options corvenna_core corvenna_test_support ${TEST_LIBS} GTest::gmock_main)
     list(TRANSFORM TEST_WRAP PREPEND "-Wl,--wrap=")
     target_link_options(${name} PRIVATE ${TEST_WRAP})
-    set_target_properties(${name} PROPERTIES
-        CROSSCOMPILING_EMULATOR
-            "${PROJECT_SOURCE_DIR}/tests/support/sandbox;${CMAKE_CROSSCOMPILING_EMULATOR}")
+    set_target_properties(${name} PROPERTIES CROSSCOMPILING_EMULATOR "${CORVENNA_TEST_LAUNCHER}")
     gtest_discover_tests(${name} TEST_PREFIX "${name}/" DISCOVERY_MODE PRE_TEST
-        DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT ${TEST_TIMEOUT} ENVIRONMENT "${CORVENNA_TEST_ENVIRONMENT}")
+        DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT ${TEST_TIMEOUT})
 endfunction()
 
 if(CORVENNA_SANITIZE)
@@ -27,3 +25,11 @@ if(CORVENNA_SANITIZE)
         "LSAN_OPTIONS=suppressions=${supportFolder}/lsan.supp"
         "UBSAN_OPTIONS=print_stacktrace=1")
 endif()
+
+# What a test program is started with. The environment stands here too: as a property, a list of
+# several does not survive the discovery of a program's tests.
+set(CORVENNA_TEST_LAUNCHER ${PROJECT_SOURCE_DIR}/tests/support/sandbox)
+if(CORVENNA_TEST_ENVIRONMENT)
+    list(APPEND CORVENNA_TEST_LAUNCHER env ${CORVENNA_TEST_ENVIRONMENT})
+endif()
+list(APPEND CORVENNA_TEST_LAUNCHER ${CMAKE_CROSSCOMPILING_EMULATOR})
