@@ -178,9 +178,7 @@ TEST_F(GatewayTest, KeepsASampleOfWhichNoFileWasProduced) {
 
 TEST_F(GatewayTest, GivesAValueToPointsThatTheConfigurationGotSince) {
     WriteHistory({100});
-    ST_POINTID_ATTR point{};
-    point.db_link = 0x01010001;
-    plugin.points[1][1][point.db_link] = point;
+    plugin.points[1][1][0x01010001] = {};
     Make()->RunOnce();
     EXPECT_EQ(plugin.Saw().realData[0], "100 3");
 }

@@ -136,6 +136,7 @@ class Gateway(Process):
         self.data = os.path.join(folder, "gateway")
         self.program = [*emulator, os.path.join(build, "tools/gateway/corvenna-gateway")]
         self.plugin = os.path.join(build, "libcorvenna.so")
+        self.said_before = 0
         super().__init__([], os.path.join(folder, "gateway.log"))
 
     def configure(self, cloud, source=(), options=()):
@@ -149,6 +150,16 @@ class Gateway(Process):
     def prepare(self, speed, source=(), options=()):
         self.command = [*self.program, "run", *source, "--plugin", self.plugin, "--data", self.data,
                         "--speed", str(speed), "--status", "lines", *options]
+
+    def start(self):
+        self.said_before = len(self.said()) if os.path.exists(self.log) else 0
+        super().start()
+
+    def stop(self, seconds=20):
+        """A program that has only just begun cannot know yet what to do with a signal."""
+        wait_for("the gateway's start", lambda: "at work" in self.said()[self.said_before:], 60,
+                 self.check_running)
+        return super().stop(seconds)
 
     def history(self):
         """The gateway's own record, opened only to be read."""

@@ -183,6 +183,7 @@ int Run(const CommandLine &line) {
     if (line.once) {
         return gateway->RunOnce() ? EXIT_SUCCESS : EXIT_FAILURE;
     }
+    report.Say("at work: %s", line.source.c_str());
     gateway->Start();
     ShowUntilStopped(*gateway, report, *signals, line.source);
     EndWithin(std::move(gateway), report, *signals);
