@@ -6,9 +6,7 @@
 
 namespace corvenna::test {
 
-/// A file in memory with the fuzzer's input, there as long as the object. What the loader says, to
-/// the log, to standard output or through the XML library, is made and thrown away; its pauses are
-/// not made.
+/// A file in memory with the fuzzer's input, there as long as the object.
 class FuzzFile {
 public:
     FuzzFile(const std::uint8_t *data, std::size_t size);
