@@ -54,21 +54,21 @@ def local_text(seconds):
     return time.strftime('%Y-%m-%d %H:%M:%S', time.localtime(seconds)).encode()
 
 
-def devices_of(spec):
+def devices_of(snapshot):
     """Yields (channel, device, [(id, name, unit, value, kind)]) in the document's order."""
-    for device in sorted({point >> 16 for point in spec.points}):
+    for device in sorted({point >> 16 for point in snapshot.points}):
         channel, number = device >> 8, device & 0xFF
         if channel == 193:
             continue
         status = device << 16 | 0x0100
-        ids = sorted(point for point in spec.points if point >> 16 == device)
-        if channel != 192 and decode(spec.values.get(status, 'bff0000000000000')) < 0.1:
+        ids = sorted(point for point in snapshot.points if point >> 16 == device)
+        if channel != 192 and decode(snapshot.values.get(status, 'bff0000000000000')) < 0.1:
             yield channel, number, [(status, b'Comm_Status', b'', b'0', 'down')]
             continue
         entries = []
         for point in ids:
-            name, unit = spec.points[point]
-            value = value_text(spec.values[point], 14)
+            name, unit = snapshot.points[point]
+            value = value_text(snapshot.values[point], 14)
             if point == status and channel != 192:
                 entries.append((point, b'Comm_Status', unit, value, 'up'))
             else:
@@ -105,9 +105,9 @@ def xml_attributes(*pairs):
     return b''.join(b' ' + key + b'=' + quote_xml(value) for key, value in pairs)
 
 
-def real_json(spec):
+def real_json(snapshot):
     devices = []
-    for channel, device, entries in devices_of(spec):
+    for channel, device, entries in devices_of(snapshot):
         nodes = []
         for point, name, unit, value, kind in entries:
             if kind == 'up':
@@ -117,14 +117,14 @@ def real_json(spec):
                                      (b'value', quote_json(value))))
         devices.append(json_object((b'id', b'%d' % device), (b'channel', b'%d' % channel),
                                    (b'node', b'[' + b','.join(nodes) + b']')))
-    return json_object((b'logdt', quote_json(local_text(spec.time))),
+    return json_object((b'logdt', quote_json(local_text(snapshot.time))),
                        (b'device', b'[' + b','.join(devices) + b']'))
 
 
-def real_xml(spec):
+def real_xml(snapshot):
     lines = [b'<?xml version="1.0" encoding="UTF-8"?>',
-             b'<data' + xml_attributes((b'logdt', local_text(spec.time))) + b'>']
-    for channel, device, entries in devices_of(spec):
+             b'<data' + xml_attributes((b'logdt', local_text(snapshot.time))) + b'>']
+    for channel, device, entries in devices_of(snapshot):
         lines.append(b'  <device' + xml_attributes((b'id', b'%d' % device),
                                                    (b'channel', b'%d' % channel)) + b'>')
         for point, name, unit, value, _ in entries:
@@ -136,20 +136,20 @@ def real_xml(spec):
     return b'\n'.join(lines + [b'</data>', b''])
 
 
-def alarm_fields(spec, fields):
+def alarm_fields(snapshot, fields):
     seconds, point, threshold, value, kind, flag = fields
     point = int(point)
-    name, unit = spec.points.get(point, (b'', b''))
+    name, unit = snapshot.points.get(point, (b'', b''))
     return (local_text(int(seconds)), b'%d' % (point >> 24), b'%d' % (point >> 16 & 0xFF),
             b'%08x' % point, name, unit, value_text(value, 46), value_text(threshold, 46),
             kind.encode(), flag.encode())
 
 
-def alarm_json(spec):
+def alarm_json(snapshot):
     nodes = []
-    for fields in spec.alarms:
+    for fields in snapshot.alarms:
         when, channel, device, link, name, unit, value, threshold, kind, flag = \
-            alarm_fields(spec, fields)
+            alarm_fields(snapshot, fields)
         nodes.append(json_object(
             (b'logdt', quote_json(when)), (b'channel', channel), (b'device', device),
             (b'dblink', quote_json(link)), (b'name', quote_json(name)),
@@ -158,11 +158,11 @@ def alarm_json(spec):
     return json_object((b'node', b'[' + b','.join(nodes) + b']'))
 
 
-def alarm_xml(spec):
+def alarm_xml(snapshot):
     lines = [b'<?xml version="1.0" encoding="UTF-8"?>', b'<data>']
-    for fields in spec.alarms:
+    for fields in snapshot.alarms:
         when, channel, device, link, name, unit, value, threshold, kind, flag = \
-            alarm_fields(spec, fields)
+            alarm_fields(snapshot, fields)
         lines.append(b'  <node' + xml_attributes(
             (b'logdt', when), (b'channel', channel), (b'device', device), (b'dblink', link),
             (b'name', name), (b'value', value), (b'unit', unit), (b'thredhold_value', threshold),
@@ -174,24 +174,24 @@ DOCUMENTS = {('json', False): real_json, ('xml', False): real_xml,
              ('json', True): alarm_json, ('xml', True): alarm_xml}
 
 
-def names_of(spec):
+def names_of(snapshot):
     """The names that a parser must find, in order."""
-    if spec.time is None:
-        return [spec.points.get(int(fields[1]), (b'', b''))[0].decode() for fields in spec.alarms]
-    return [name.decode() for _, _, entries in devices_of(spec) for _, name, *_ in entries]
+    if snapshot.time is None:
+        return [snapshot.points.get(int(fields[1]), (b'', b''))[0].decode() for fields in snapshot.alarms]
+    return [name.decode() for _, _, entries in devices_of(snapshot) for _, name, *_ in entries]
 
 
-def parsed_names(spec, text):
-    if spec.format == 'json':
+def parsed_names(snapshot, text):
+    if snapshot.format == 'json':
         document = json.loads(text)
-        lists = [document] if spec.time is None else document['device']
+        lists = [document] if snapshot.time is None else document['device']
         return [node['name'] for entry in lists for node in entry['node']]
     subprocess.run(['xmllint', '--noout', '-'], input=text, check=True)
     return [node.get('name') for node in xml.etree.ElementTree.fromstring(text).iter('node')]
 
 
 def main():
-    spec = Spec(sys.argv[1])
+    snapshot = Spec(sys.argv[1])
     with open(sys.argv[2], 'rb') as file:
         text = file.read()
     if sys.argv[2].endswith('z'):
@@ -199,12 +199,12 @@ def main():
         if not text.endswith(b'\0') or b'\0' in text[:-1]:
             sys.exit('the inflated text does not end in its only NUL')
         text = text[:-1]
-    expected = DOCUMENTS[spec.format, spec.time is None](spec)
+    expected = DOCUMENTS[snapshot.format, snapshot.time is None](snapshot)
     if text != expected:
         at = next((i for i, (a, b) in enumerate(zip(text, expected)) if a != b),
                   min(len(text), len(expected)))
         sys.exit(f'byte {at}: {text[at - 60:at + 60]!r} instead of {expected[at - 60:at + 60]!r}')
-    if parsed_names(spec, text) != names_of(spec):
+    if parsed_names(snapshot, text) != names_of(snapshot):
         sys.exit('a parser found other names')
 
 
