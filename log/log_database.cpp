@@ -13,7 +13,6 @@
 
 namespace {
 
-using corvenna::CopyText;
 using corvenna::Database;
 using corvenna::Mutex;
 using corvenna::PrintText;

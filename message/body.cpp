@@ -29,7 +29,7 @@ int CopyBody(const BodyTarget &target, const char *text, std::size_t length) {
 }  // namespace
 
 xmlDictPtr BodyNames() {
-    static xmlDictPtr const kNames =
+    static xmlDict *const kNames =
         MakeXmlNames({"data",     "gw",    "sn",   "name",   "ver",     "site",   "longitude",
                       "latitude", "owner", "desc", "room",   "camera",  "device", "channel",
                       "id",       "node",  "md5",  "status", "startdt", "enddt"});

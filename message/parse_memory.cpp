@@ -67,6 +67,7 @@ int CParseMemory::ParseRecallTimeFromMemory(const char *format, const char *data
 std::time_t CParseMemory::TimeString2Timet(const char *text) {
     std::tm broken{};
     // What the scan does not find stays zero; its result is not looked at.
+    // NOLINTNEXTLINE(cert-err34-c): a number that is none is such a part
     static_cast<void>(std::sscanf(text, "%04d-%02d-%02d %02d:%02d:%02d", &broken.tm_year,
                                   &broken.tm_mon, &broken.tm_mday, &broken.tm_hour, &broken.tm_min,
                                   &broken.tm_sec));

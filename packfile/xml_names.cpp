@@ -5,7 +5,7 @@
 namespace corvenna {
 
 xmlDictPtr DataFileNames() {
-    static xmlDictPtr const kNames =
+    static xmlDict *const kNames =
         MakeXmlNames({"data", "logdt", "device", "id", "channel", "node", "dblink", "name", "value",
                       "unit", "thredhold_value", "type", "flag"});
     return kNames;
