@@ -77,8 +77,7 @@ int CHttp::ReadJsonDataFile(const char *path, char *buffer, int capacity) {
         log_Text(4, "Can not open file %s", path);
         return corvenna::kFail;
     }
-    std::fseek(file.get(), 0, SEEK_END);
-    const long size = std::ftell(file.get());
+    const long size = std::fseek(file.get(), 0, SEEK_END) == 0 ? std::ftell(file.get()) : 0;
     std::rewind(file.get());
     // Ours: neither a size that cannot be told nor a negative capacity becomes a huge count.
     const long wanted = std::max(0L, std::min(size, static_cast<long>(capacity)));

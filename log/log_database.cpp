@@ -109,7 +109,9 @@ int CLogDatabase::Init() {
     return 0;
 }
 
-void CLogDatabase::LogMaxItemSet(int cap) { cap_ = cap; }
+void CLogDatabase::LogMaxItemSet(int cap) {
+    cap_ = cap;
+}
 
 int CLogDatabase::InsertLog(const char *type, const char *text) {
     queue_.Append(type != nullptr ? type : "", text != nullptr ? text : "");

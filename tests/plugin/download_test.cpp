@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdlib>
 #include <string>
 
@@ -639,7 +640,7 @@ protected:
         SCOPED_TRACE(std::string(death.name) + " at request " + std::to_string(step));
         ScriptedServer server;
         Configure(server);
-        std::size_t count = 0;
+        std::atomic<std::size_t> count{0};  // each connection has a thread of its own
         const std::string content = "content";
         const std::string list = OfferList({{"a", Md5Of(content), 5, ""}});
         server.Otherwise([&](const Request &request) {

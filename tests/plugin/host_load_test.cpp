@@ -59,7 +59,7 @@ Answer BusyCloud(const Request &request, std::atomic<int> &uploads) {
 
 std::chrono::seconds StressTime() {
     const char *seconds = std::getenv("CORVENNA_STRESS_SECONDS");
-    return std::chrono::seconds(seconds != nullptr ? std::atoi(seconds) : 6);
+    return std::chrono::seconds(seconds != nullptr ? std::strtol(seconds, nullptr, 10) : 6);
 }
 
 /// Calls everything, in an order of its own, until the time is over. @return rounds.
@@ -149,6 +149,7 @@ private:
 
 std::vector<std::unique_ptr<Life>> Lives(int count, int (*body)()) {
     std::vector<std::unique_ptr<Life>> lives;
+    lives.reserve(static_cast<std::size_t>(count));
     for (int i = 0; i < count; ++i) {
         lives.push_back(std::make_unique<Life>(body));
     }
@@ -246,6 +247,7 @@ TEST(HostLives, AProcessMayEndWhileADownloadRuns) {
     constexpr int kTries = 6;
     const std::string offers = BusyOffers("content");
     const auto lives = Lives(kTries, EndDuringADownload);
+    auto next = lives.begin();
     for (const Protocol protocol : {Protocol::kHttp, Protocol::kHttps}) {
         ScriptedServer server(protocol);
         server.Otherwise([&](const Request &request) {
@@ -253,9 +255,8 @@ TEST(HostLives, AProcessMayEndWhileADownloadRuns) {
         });
         GatewayOn(server.Port(), "json", false, protocol == Protocol::kHttps).Write();
         for (int i = 0; i < kTries / 2; ++i) {
-            const auto index =
-                static_cast<std::size_t>(i + (protocol == Protocol::kHttps ? kTries / 2 : 0));
-            EXPECT_EQ(lives[index]->Run(), 0) << "life " << index;
+            EXPECT_EQ((*next)->Run(), 0) << (next - lives.begin());
+            ++next;
         }
     }
 }
