@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 """Reads a produced data file back and compares it with a document made here from the same points.
 
-    read_back.py SPEC FILE
+    read_back.py INPUT FILE
 
-SPEC is text, one record a line, names and units in hexadecimal, doubles as their 64 bits:
+INPUT is text, one record a line, names and units in hexadecimal, doubles as their 64 bits:
 
     format json|xml          (the document's format)
     time SECONDS             (real data: the sample time; alarm data has none)
@@ -31,7 +31,7 @@ def value_text(bits, limit):
     return (('-' if negative else '') + text)[:limit].encode()
 
 
-class Spec:
+class Input:
     def __init__(self, path):
         self.points, self.values, self.alarms, self.time = {}, {}, [], None
         with open(path, encoding='ascii') as lines:
@@ -54,21 +54,21 @@ def local_text(seconds):
     return time.strftime('%Y-%m-%d %H:%M:%S', time.localtime(seconds)).encode()
 
 
-def devices_of(snapshot):
+def devices_of(given):
     """Yields (channel, device, [(id, name, unit, value, kind)]) in the document's order."""
-    for device in sorted({point >> 16 for point in snapshot.points}):
+    for device in sorted({point >> 16 for point in given.points}):
         channel, number = device >> 8, device & 0xFF
         if channel == 193:
             continue
         status = device << 16 | 0x0100
-        ids = sorted(point for point in snapshot.points if point >> 16 == device)
-        if channel != 192 and decode(snapshot.values.get(status, 'bff0000000000000')) < 0.1:
+        ids = sorted(point for point in given.points if point >> 16 == device)
+        if channel != 192 and decode(given.values.get(status, 'bff0000000000000')) < 0.1:
             yield channel, number, [(status, b'Comm_Status', b'', b'0', 'down')]
             continue
         entries = []
         for point in ids:
-            name, unit = snapshot.points[point]
-            value = value_text(snapshot.values[point], 14)
+            name, unit = given.points[point]
+            value = value_text(given.values[point], 14)
             if point == status and channel != 192:
                 entries.append((point, b'Comm_Status', unit, value, 'up'))
             else:
@@ -105,9 +105,9 @@ def xml_attributes(*pairs):
     return b''.join(b' ' + key + b'=' + quote_xml(value) for key, value in pairs)
 
 
-def real_json(snapshot):
+def real_json(given):
     devices = []
-    for channel, device, entries in devices_of(snapshot):
+    for channel, device, entries in devices_of(given):
         nodes = []
         for point, name, unit, value, kind in entries:
             if kind == 'up':
@@ -117,14 +117,14 @@ def real_json(snapshot):
                                      (b'value', quote_json(value))))
         devices.append(json_object((b'id', b'%d' % device), (b'channel', b'%d' % channel),
                                    (b'node', b'[' + b','.join(nodes) + b']')))
-    return json_object((b'logdt', quote_json(local_text(snapshot.time))),
+    return json_object((b'logdt', quote_json(local_text(given.time))),
                        (b'device', b'[' + b','.join(devices) + b']'))
 
 
-def real_xml(snapshot):
+def real_xml(given):
     lines = [b'<?xml version="1.0" encoding="UTF-8"?>',
-             b'<data' + xml_attributes((b'logdt', local_text(snapshot.time))) + b'>']
-    for channel, device, entries in devices_of(snapshot):
+             b'<data' + xml_attributes((b'logdt', local_text(given.time))) + b'>']
+    for channel, device, entries in devices_of(given):
         lines.append(b'  <device' + xml_attributes((b'id', b'%d' % device),
                                                    (b'channel', b'%d' % channel)) + b'>')
         for point, name, unit, value, _ in entries:
@@ -136,20 +136,20 @@ def real_xml(snapshot):
     return b'\n'.join(lines + [b'</data>', b''])
 
 
-def alarm_fields(snapshot, fields):
+def alarm_fields(given, fields):
     seconds, point, threshold, value, kind, flag = fields
     point = int(point)
-    name, unit = snapshot.points.get(point, (b'', b''))
+    name, unit = given.points.get(point, (b'', b''))
     return (local_text(int(seconds)), b'%d' % (point >> 24), b'%d' % (point >> 16 & 0xFF),
             b'%08x' % point, name, unit, value_text(value, 46), value_text(threshold, 46),
             kind.encode(), flag.encode())
 
 
-def alarm_json(snapshot):
+def alarm_json(given):
     nodes = []
-    for fields in snapshot.alarms:
+    for fields in given.alarms:
         when, channel, device, link, name, unit, value, threshold, kind, flag = \
-            alarm_fields(snapshot, fields)
+            alarm_fields(given, fields)
         nodes.append(json_object(
             (b'logdt', quote_json(when)), (b'channel', channel), (b'device', device),
             (b'dblink', quote_json(link)), (b'name', quote_json(name)),
@@ -158,11 +158,11 @@ def alarm_json(snapshot):
     return json_object((b'node', b'[' + b','.join(nodes) + b']'))
 
 
-def alarm_xml(snapshot):
+def alarm_xml(given):
     lines = [b'<?xml version="1.0" encoding="UTF-8"?>', b'<data>']
-    for fields in snapshot.alarms:
+    for fields in given.alarms:
         when, channel, device, link, name, unit, value, threshold, kind, flag = \
-            alarm_fields(snapshot, fields)
+            alarm_fields(given, fields)
         lines.append(b'  <node' + xml_attributes(
             (b'logdt', when), (b'channel', channel), (b'device', device), (b'dblink', link),
             (b'name', name), (b'value', value), (b'unit', unit), (b'thredhold_value', threshold),
@@ -174,24 +174,24 @@ DOCUMENTS = {('json', False): real_json, ('xml', False): real_xml,
              ('json', True): alarm_json, ('xml', True): alarm_xml}
 
 
-def names_of(snapshot):
+def names_of(given):
     """The names that a parser must find, in order."""
-    if snapshot.time is None:
-        return [snapshot.points.get(int(fields[1]), (b'', b''))[0].decode() for fields in snapshot.alarms]
-    return [name.decode() for _, _, entries in devices_of(snapshot) for _, name, *_ in entries]
+    if given.time is None:
+        return [given.points.get(int(fields[1]), (b'', b''))[0].decode() for fields in given.alarms]
+    return [name.decode() for _, _, entries in devices_of(given) for _, name, *_ in entries]
 
 
-def parsed_names(snapshot, text):
-    if snapshot.format == 'json':
+def parsed_names(given, text):
+    if given.format == 'json':
         document = json.loads(text)
-        lists = [document] if snapshot.time is None else document['device']
+        lists = [document] if given.time is None else document['device']
         return [node['name'] for entry in lists for node in entry['node']]
     subprocess.run(['xmllint', '--noout', '-'], input=text, check=True)
     return [node.get('name') for node in xml.etree.ElementTree.fromstring(text).iter('node')]
 
 
 def main():
-    snapshot = Spec(sys.argv[1])
+    given = Input(sys.argv[1])
     with open(sys.argv[2], 'rb') as file:
         text = file.read()
     if sys.argv[2].endswith('z'):
@@ -199,12 +199,12 @@ def main():
         if not text.endswith(b'\0') or b'\0' in text[:-1]:
             sys.exit('the inflated text does not end in its only NUL')
         text = text[:-1]
-    expected = DOCUMENTS[snapshot.format, snapshot.time is None](snapshot)
+    expected = DOCUMENTS[given.format, given.time is None](given)
     if text != expected:
         at = next((i for i, (a, b) in enumerate(zip(text, expected)) if a != b),
                   min(len(text), len(expected)))
         sys.exit(f'byte {at}: {text[at - 60:at + 60]!r} instead of {expected[at - 60:at + 60]!r}')
-    if parsed_names(snapshot, text) != names_of(snapshot):
+    if parsed_names(given, text) != names_of(given):
         sys.exit('a parser found other names')
 
 

@@ -89,13 +89,13 @@ protected:
         const std::string name = RandomText(30);
         const std::string unit = RandomText(8);
         AddPoint(id, name, unit);
-        spec_ += "point " + std::to_string(id) + ' ' + Hexadecimal(name) + ' ' + Hexadecimal(unit) +
+        input_ += "point " + std::to_string(id) + ' ' + Hexadecimal(name) + ' ' + Hexadecimal(unit) +
                  '\n';
     }
 
     void SetValue(std::uint32_t id, double value) {
         values_[id] = value;
-        spec_ += "value " + std::to_string(id) + ' ' + Bits(value) + '\n';
+        input_ += "value " + std::to_string(id) + ' ' + Bits(value) + '\n';
     }
 
     /// Devices of 100 points; one in four does not answer.
@@ -122,7 +122,7 @@ protected:
                                         static_cast<std::int32_t>(random_()),
                                         static_cast<std::int32_t>(random_())};
             alarms_.push_back(alarm);
-            spec_ += "alarm " + std::to_string(alarm.alarmTime) + ' ' + std::to_string(id) + ' ' +
+            input_ += "alarm " + std::to_string(alarm.alarmTime) + ' ' + std::to_string(id) + ' ' +
                      Bits(alarm.thresholdValue) + ' ' + Bits(alarm.alarmValue) + ' ' +
                      std::to_string(alarm.alarmType) + ' ' + std::to_string(alarm.alarmFlag) + '\n';
         }
@@ -131,19 +131,19 @@ protected:
     void ExpectReadBack(const std::string &extension) {
         ASSERT_EQ(files_.size(), 1U);
         EXPECT_EQ(files_[0].substr(files_[0].rfind('.') + 1), extension);
-        WriteFile("/tmp/spec", "format " + std::string(GetParam()) + '\n' + spec_);
-        const std::string command = "python3 " READ_BACK " /tmp/spec " + files_[0];
+        WriteFile("/tmp/input", "format " + std::string(GetParam()) + '\n' + input_);
+        const std::string command = "python3 " READ_BACK " /tmp/input " + files_[0];
         EXPECT_EQ(std::system(command.c_str()), 0);
     }
 
     void ExpectRealData(const std::string &extension) {
-        spec_ += "time " + std::to_string(sampleTime_) + '\n';
+        input_ += "time " + std::to_string(sampleTime_) + '\n';
         CreateRealData();
         ExpectReadBack(extension);
     }
 
     std::mt19937_64 random_{20240305};
-    std::string spec_;
+    std::string input_;
 };
 
 INSTANTIATE_TEST_SUITE_P(Formats, ReadBack, testing::Values("json", "xml"), FormatName);
@@ -170,11 +170,11 @@ TEST_P(ReadBack, BothSidesOfAClockChangeEqualTheIndependentDocument) {
     Configure(GetParam());
     AddRandomDevices(1);
     for (const std::time_t time : {1711846799, 1711846800, 1729990799, 1729990800}) {
-        const std::string points = spec_;
+        const std::string points = input_;
         sampleTime_ = time;
         files_.clear();
         ExpectRealData(GetParam());
-        spec_ = points;
+        input_ = points;
     }
 }
 

@@ -60,32 +60,29 @@ std::string Json(const std::function<void(JsonWriter &)> &write) {
     return {buffer.GetString(), buffer.GetSize()};
 }
 
-void WriteColumn(JsonWriter &writer, const Statement &row, int column) {
-    switch (row.Type(column)) {
-        case SQLITE_NULL:
-            writer.Null();
-            break;
-        case SQLITE_INTEGER:
-            writer.Int64(row.Number(column));
-            break;
-        default:
-            WriteText(writer, row.Text(column));
+void WriteColumn(JsonWriter &writer, const SQLite::Column &column) {
+    if (column.isNull()) {
+        writer.Null();
+    } else if (column.isInteger()) {
+        writer.Int64(column.getInt64());
+    } else {
+        WriteText(writer, column.getString());
     }
 }
 
 /// A row as an object: the columns' names are its keys.
-void WriteRow(JsonWriter &writer, const Statement &row) {
+void WriteRow(JsonWriter &writer, SQLite::Statement &row) {
     writer.StartObject();
-    for (int column = 0; column < row.Columns(); ++column) {
-        writer.Key(row.Name(column));
-        WriteColumn(writer, row, column);
+    for (int column = 0; column < row.getColumnCount(); ++column) {
+        writer.Key(row.getColumnName(column));
+        WriteColumn(writer, row.getColumn(column));
     }
     writer.EndObject();
 }
 
-void WriteRows(JsonWriter &writer, Statement &rows) {
+void WriteRows(JsonWriter &writer, SQLite::Statement &rows) {
     writer.StartArray();
-    while (rows.Step()) {
+    while (rows.executeStep()) {
         WriteRow(writer, rows);
     }
     writer.EndArray();
@@ -394,7 +391,7 @@ constexpr const char *kGatewayQuery =
 void AdminSite::GetGateways(Call &call) {
     const std::string sql = std::string(kGatewayQuery) + " ORDER BY sn";
     call.Reply(200, [&](JsonWriter &writer) {
-        store_.Select([&writer](Statement &rows) { WriteRows(writer, rows); }, sql.c_str());
+        store_.Select([&writer](SQLite::Statement &rows) { WriteRows(writer, rows); }, sql.c_str());
     });
 }
 
@@ -403,8 +400,8 @@ void AdminSite::GetGateway(Call &call) {
     bool found = false;
     const std::string text = Json([&](JsonWriter &writer) {
         store_.Select(
-            [&](Statement &rows) {
-                found = rows.Step();
+            [&](SQLite::Statement &rows) {
+                found = rows.executeStep();
                 if (found) {
                     WriteRow(writer, rows);
                 }
@@ -427,7 +424,7 @@ void AdminSite::DeleteGateway(Call &call) {
 
 void AdminSite::GetDevices(Call &call) {
     call.Reply(200, [&](JsonWriter &writer) {
-        store_.Select([&writer](Statement &rows) { WriteRows(writer, rows); },
+        store_.Select([&writer](SQLite::Statement &rows) { WriteRows(writer, rows); },
                       "SELECT channel, device, d.name, description FROM devices d"
                       " JOIN gateways g ON g.id = gateway WHERE sn = ? ORDER BY channel, device",
                       call.arguments[0]);
@@ -436,7 +433,7 @@ void AdminSite::GetDevices(Call &call) {
 
 void AdminSite::GetPoints(Call &call) {
     call.Reply(200, [&](JsonWriter &writer) {
-        store_.Select([&writer](Statement &rows) { WriteRows(writer, rows); },
+        store_.Select([&writer](SQLite::Statement &rows) { WriteRows(writer, rows); },
                       "SELECT dblink, channel, device, p.name, unit, s.time, s.value, s.received"
                       " FROM points p JOIN gateways g ON g.id = p.gateway"
                       " LEFT JOIN samples s ON s.point = p.id"
@@ -451,7 +448,7 @@ void AdminSite::GetHistory(Call &call) {
     const std::string to = TimeParameter(call.request, "to", "9999-12-31 23:59:59");
     const long limit = NumberParameter(call.request, "limit", 1, kMostRows, kUsualRows);
     call.Reply(200, [&](JsonWriter &writer) {
-        store_.Select([&writer](Statement &rows) { WriteRows(writer, rows); },
+        store_.Select([&writer](SQLite::Statement &rows) { WriteRows(writer, rows); },
                       "SELECT time, value, received FROM ("
                       "SELECT time, value, received FROM samples"
                       " WHERE point = (SELECT p.id FROM points p JOIN gateways g"
@@ -465,7 +462,7 @@ void AdminSite::GetAlarms(Call &call) {
     const long limit = NumberParameter(call.request, "limit", 1, kMostRows, kUsualRows);
     const long before = NumberParameter(call.request, "before", 1, kMost, kMost);
     call.Reply(200, [&](JsonWriter &writer) {
-        store_.Select([&writer](Statement &rows) { WriteRows(writer, rows); },
+        store_.Select([&writer](SQLite::Statement &rows) { WriteRows(writer, rows); },
                       "SELECT a.id, time, channel, device, dblink, a.name, value, threshold, unit,"
                       " type, flag, received FROM alarms a JOIN gateways g ON g.id = a.gateway"
                       " WHERE sn = ? AND a.id < ? ORDER BY a.id DESC LIMIT ?",
@@ -475,7 +472,7 @@ void AdminSite::GetAlarms(Call &call) {
 
 void AdminSite::GetRecalls(Call &call) {
     call.Reply(200, [&](JsonWriter &writer) {
-        store_.Select([&writer](Statement &rows) { WriteRows(writer, rows); },
+        store_.Select([&writer](SQLite::Statement &rows) { WriteRows(writer, rows); },
                       "SELECT r.id, start, \"end\", asked, fetched, finished,"
                       " CASE WHEN finished IS NOT NULL THEN 'served'"
                       "  WHEN fetched IS NOT NULL THEN 'fetched' ELSE 'waiting' END AS state"
@@ -507,7 +504,7 @@ void AdminSite::DeleteRecall(Call &call) {
 
 void AdminSite::GetFiles(Call &call) {
     call.Reply(200, [&](JsonWriter &writer) {
-        store_.Select([&writer](Statement &rows) { WriteRows(writer, rows); },
+        store_.Select([&writer](SQLite::Statement &rows) { WriteRows(writer, rows); },
                       "SELECT f.id, f.name, 'files/' || token || '/' || f.name AS file, md5, type,"
                       " target AS path, size, state, offered, listed, begun, finished"
                       " FROM files f JOIN gateways g ON g.id = f.gateway WHERE sn = ?"

@@ -1,7 +1,7 @@
 #include "tools/cloud/answer.h"
 
 #include "base/json.h"
-#include "tools/cloud/xml.h"
+#include "base/xml.h"
 
 namespace corvenna::cloud {
 namespace {

@@ -1,5 +1,5 @@
+#include "base/xml.h"
 #include "tools/cloud/document.h"
-#include "tools/cloud/xml.h"
 
 namespace corvenna::cloud {
 namespace {

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "tools/cloud/database.h"
 #include "tools/cloud/messages.h"
+#include "tools/common/database.h"
 
 namespace corvenna::cloud {
 
@@ -70,10 +70,10 @@ public:
 
     /// Visits the rows of a query with its values bound.
     template <class... Values>
-    void Select(const std::function<void(Statement &)> &visit, const char *sql,
+    void Select(const std::function<void(SQLite::Statement &)> &visit, const char *sql,
                 const Values &...values) {
         const std::lock_guard lock(mutex_);
-        Statement statement = database_.Query(sql, values...);
+        SQLite::Statement statement = Query(database_, sql, values...);
         visit(statement);
     }
 
@@ -97,7 +97,7 @@ private:
 
     std::mutex mutex_;
     std::string files_;
-    Database database_;
+    SQLite::Database database_;
 };
 
 }  // namespace corvenna::cloud

@@ -59,7 +59,7 @@ CREATE VIEW IF NOT EXISTS readings AS
 }  // namespace
 
 void Store::CreateTables() {
-    database_.Execute(kTables);
+    database_.exec(kTables);
 }
 
 }  // namespace corvenna::cloud

@@ -59,65 +59,59 @@ const KindSql &Sql(Kind kind) {
     return kSql[static_cast<int>(kind)];
 }
 
-std::vector<std::time_t> Times(Statement statement) {
+std::vector<std::time_t> Times(SQLite::Statement statement) {
     std::vector<std::time_t> times;
-    while (statement.Next()) {
-        times.push_back(static_cast<std::time_t>(statement.Integer(0)));
+    while (statement.executeStep()) {
+        times.push_back(static_cast<std::time_t>(statement.getColumn(0).getInt64()));
     }
     return times;
 }
 
-Alarm ReadAlarm(const Statement &row) {
+Alarm ReadAlarm(SQLite::Statement &row) {
     Alarm alarm{};
-    alarm.alarmTime = static_cast<std::int32_t>(row.Integer(0));
-    alarm.dataId = static_cast<std::uint32_t>(row.Integer(1));
-    alarm.thresholdValue = row.Real(2);
-    alarm.alarmValue = row.Real(3);
-    alarm.alarmType = static_cast<std::int32_t>(row.Integer(4));
-    alarm.alarmFlag = static_cast<std::int32_t>(row.Integer(5));
+    alarm.alarmTime = static_cast<std::int32_t>(row.getColumn(0).getInt64());
+    alarm.dataId = static_cast<std::uint32_t>(row.getColumn(1).getInt64());
+    alarm.thresholdValue = row.getColumn(2).getDouble();
+    alarm.alarmValue = row.getColumn(3).getDouble();
+    alarm.alarmType = static_cast<std::int32_t>(row.getColumn(4).getInt64());
+    alarm.alarmFlag = static_cast<std::int32_t>(row.getColumn(5).getInt64());
     return alarm;
 }
 
-void InsertReadings(Database &database, std::time_t time, const Values &values) {
-    Statement insert =
-        database.Prepare("INSERT INTO reading (time, point, value) VALUES (?, ?, ?)");
+void InsertReadings(SQLite::Database &database, std::time_t time, const Values &values) {
+    SQLite::Statement insert(database, "INSERT INTO reading (time, point, value) VALUES (?, ?, ?)");
     for (const auto &[point, value] : values) {
-        insert.Bind(std::int64_t{time}).Bind(std::int64_t{point}).Bind(value).Run();
+        Run(insert, std::int64_t{time}, std::int64_t{point}, value);
     }
 }
 
-void InsertAlarms(Database &database, const std::vector<Alarm> &alarms) {
-    Statement insert = database.Prepare(
+void InsertAlarms(SQLite::Database &database, const std::vector<Alarm> &alarms) {
+    SQLite::Statement insert(
+        database,
         "INSERT INTO alarm (time, point, threshold, value, type, flag) VALUES (?, ?, ?, ?, ?, ?)");
     for (const Alarm &alarm : alarms) {
-        insert.Bind(std::int64_t{alarm.alarmTime})
-            .Bind(std::int64_t{alarm.dataId})
-            .Bind(alarm.thresholdValue)
-            .Bind(alarm.alarmValue)
-            .Bind(std::int64_t{alarm.alarmType})
-            .Bind(std::int64_t{alarm.alarmFlag})
-            .Run();
+        Run(insert, std::int64_t{alarm.alarmTime}, std::int64_t{alarm.dataId}, alarm.thresholdValue,
+            alarm.alarmValue, std::int64_t{alarm.alarmType}, std::int64_t{alarm.alarmFlag});
     }
 }
 
 }  // namespace
 
-History::History(const std::string &path) : database_(path) {
-    database_.Execute(kTables);
+History::History(const std::string &path) : database_(OpenDatabase(path)) {
+    database_.exec(kTables);
 }
 
 bool History::AddSample(std::time_t time, const Values &values, const std::vector<Alarm> &alarms) {
     const std::lock_guard lock(mutex_);
-    Transaction transaction(database_);
-    database_.Prepare("INSERT OR IGNORE INTO sample (time, state) VALUES (?, 0)")
-        .Bind(std::int64_t{time})
-        .Run();
-    if (database_.Changes() == 0) {
+    auto transaction = Begin(database_);
+    const int added = Run(database_, "INSERT OR IGNORE INTO sample (time, state) VALUES (?, 0)",
+                          std::int64_t{time});
+    if (added == 0) {
         return false;
     }
     InsertReadings(database_, time, values);
     InsertAlarms(database_, alarms);
-    transaction.Commit();
+    transaction.commit();
     return true;
 }
 
@@ -127,55 +121,52 @@ std::optional<Values> History::Sample(std::time_t time) const {
     }
     const std::lock_guard lock(mutex_);
     Values values;
-    Statement rows = database_.Prepare("SELECT point, value FROM reading WHERE time = ?");
-    rows.Bind(std::int64_t{time});
-    while (rows.Next()) {
-        values[static_cast<unsigned>(rows.Integer(0))] = rows.IsNull(1) ? kNotRead : rows.Real(1);
+    SQLite::Statement rows =
+        Query(database_, "SELECT point, value FROM reading WHERE time = ?", std::int64_t{time});
+    while (rows.executeStep()) {
+        values[static_cast<unsigned>(rows.getColumn(0).getInt64())] =
+            rows.isColumnNull(1) ? kNotRead : rows.getColumn(1).getDouble();
     }
     return values;
 }
 
 bool History::HasSample(std::time_t time) const {
     const std::lock_guard lock(mutex_);
-    return database_.Prepare("SELECT 1 FROM sample WHERE time = ?").Bind(std::int64_t{time}).Next();
+    return Exists(database_, "SELECT 1 FROM sample WHERE time = ?", std::int64_t{time});
 }
 
 std::vector<std::time_t> History::SamplesBetween(std::time_t start, std::time_t end,
                                                  int limit) const {
     const std::lock_guard lock(mutex_);
-    Statement rows = database_.Prepare(
-        "SELECT time FROM sample WHERE time BETWEEN ? AND ? ORDER BY time LIMIT ?");
-    rows.Bind(std::int64_t{start}).Bind(std::int64_t{end}).Bind(std::int64_t{limit});
+    SQLite::Statement rows =
+        Query(database_, "SELECT time FROM sample WHERE time BETWEEN ? AND ? ORDER BY time LIMIT ?",
+              std::int64_t{start}, std::int64_t{end}, std::int64_t{limit});
     return Times(std::move(rows));
 }
 
 std::optional<std::time_t> History::MakeAlarmBatch(std::time_t time) {
     const std::lock_guard lock(mutex_);
-    if (!database_.Prepare("SELECT 1 FROM alarm WHERE batch IS NULL").Next()) {
+    if (!Exists(database_, "SELECT 1 FROM alarm WHERE batch IS NULL")) {
         return std::nullopt;
     }
-    Transaction transaction(database_);
-    while (
-        database_.Prepare("SELECT 1 FROM batch WHERE time = ?").Bind(std::int64_t{time}).Next()) {
+    auto transaction = Begin(database_);
+    while (Exists(database_, "SELECT 1 FROM batch WHERE time = ?", std::int64_t{time})) {
         ++time;
     }
-    database_.Prepare("INSERT INTO batch (time, state) VALUES (?, 0)")
-        .Bind(std::int64_t{time})
-        .Run();
-    database_.Prepare("UPDATE alarm SET batch = ? WHERE batch IS NULL")
-        .Bind(std::int64_t{time})
-        .Run();
-    transaction.Commit();
+    Run(database_, "INSERT INTO batch (time, state) VALUES (?, 0)", std::int64_t{time});
+    Run(database_, "UPDATE alarm SET batch = ? WHERE batch IS NULL", std::int64_t{time});
+    transaction.commit();
     return time;
 }
 
 std::vector<Alarm> History::AlarmBatch(std::time_t batch) const {
     const std::lock_guard lock(mutex_);
-    Statement rows = database_.Prepare(
-        "SELECT time, point, threshold, value, type, flag FROM alarm WHERE batch = ? ORDER BY id");
-    rows.Bind(std::int64_t{batch});
+    SQLite::Statement rows = Query(
+        database_,
+        "SELECT time, point, threshold, value, type, flag FROM alarm WHERE batch = ? ORDER BY id",
+        std::int64_t{batch});
     std::vector<Alarm> alarms;
-    while (rows.Next()) {
+    while (rows.executeStep()) {
         alarms.push_back(ReadAlarm(rows));
     }
     return alarms;
@@ -183,97 +174,86 @@ std::vector<Alarm> History::AlarmBatch(std::time_t batch) const {
 
 std::optional<std::int32_t> History::LastAlarmFlag(std::uint32_t point, std::int32_t type) const {
     const std::lock_guard lock(mutex_);
-    Statement row = database_.Prepare(
-        "SELECT flag FROM alarm WHERE point = ? AND type = ? ORDER BY id DESC LIMIT 1");
-    row.Bind(std::int64_t{point}).Bind(std::int64_t{type});
-    if (!row.Next()) {
+    SQLite::Statement row = Query(
+        database_, "SELECT flag FROM alarm WHERE point = ? AND type = ? ORDER BY id DESC LIMIT 1",
+        std::int64_t{point}, std::int64_t{type});
+    if (!row.executeStep()) {
         return std::nullopt;
     }
-    return static_cast<std::int32_t>(row.Integer(0));
+    return static_cast<std::int32_t>(row.getColumn(0).getInt64());
 }
 
 std::vector<std::time_t> History::Waiting(Kind kind) const {
     const std::lock_guard lock(mutex_);
-    return Times(database_.Prepare(Sql(kind).waiting));
+    return Times(Query(database_, Sql(kind).waiting));
 }
 
 bool History::IsWaiting(Kind kind, std::time_t time) const {
     const std::lock_guard lock(mutex_);
-    return database_.Prepare(Sql(kind).isWaiting).Bind(std::int64_t{time}).Next();
+    return Exists(database_, Sql(kind).isWaiting, std::int64_t{time});
 }
 
 void History::SetState(Kind kind, std::time_t time, State state) {
     const std::lock_guard lock(mutex_);
-    database_.Prepare(Sql(kind).setState)
-        .Bind(std::int64_t{static_cast<int>(state)})
-        .Bind(std::int64_t{time})
-        .Run();
+    Run(database_, Sql(kind).setState, std::int64_t{static_cast<int>(state)}, std::int64_t{time});
 }
 
 std::int64_t History::Count(Kind kind, State state) const {
     const std::lock_guard lock(mutex_);
-    Statement row = database_.Prepare(Sql(kind).count);
-    row.Bind(std::int64_t{static_cast<int>(state)});
-    return row.Next() ? row.Integer(0) : 0;
+    SQLite::Statement row =
+        Query(database_, Sql(kind).count, std::int64_t{static_cast<int>(state)});
+    return row.executeStep() ? row.getColumn(0).getInt64() : 0;
 }
 
 std::int64_t History::CountWaiting(Kind kind) const {
     const std::lock_guard lock(mutex_);
-    Statement row = database_.Prepare(Sql(kind).countWaiting);
-    return row.Next() ? row.Integer(0) : 0;
+    SQLite::Statement row = Query(database_, Sql(kind).countWaiting);
+    return row.executeStep() ? row.getColumn(0).getInt64() : 0;
 }
 
 std::optional<std::time_t> History::Served(const Range &range) const {
     const std::lock_guard lock(mutex_);
-    Statement row = database_.Prepare("SELECT next FROM served WHERE start = ? AND stop = ?");
-    row.Bind(std::int64_t{range.start}).Bind(std::int64_t{range.end});
-    if (!row.Next()) {
+    SQLite::Statement row = Query(database_, "SELECT next FROM served WHERE start = ? AND stop = ?",
+                                  std::int64_t{range.start}, std::int64_t{range.end});
+    if (!row.executeStep()) {
         return std::nullopt;
     }
-    return static_cast<std::time_t>(row.Integer(0));
+    return static_cast<std::time_t>(row.getColumn(0).getInt64());
 }
 
 void History::SetServed(const Range &range, std::time_t next) {
     const std::lock_guard lock(mutex_);
-    database_.Prepare("INSERT OR REPLACE INTO served (start, stop, next) VALUES (?, ?, ?)")
-        .Bind(std::int64_t{range.start})
-        .Bind(std::int64_t{range.end})
-        .Bind(std::int64_t{next})
-        .Run();
+    Run(database_, "INSERT OR REPLACE INTO served (start, stop, next) VALUES (?, ?, ?)",
+        std::int64_t{range.start}, std::int64_t{range.end}, std::int64_t{next});
 }
 
 void History::ForgetServed(const Range &range) {
     const std::lock_guard lock(mutex_);
-    database_.Prepare("DELETE FROM served WHERE start = ? AND stop = ?")
-        .Bind(std::int64_t{range.start})
-        .Bind(std::int64_t{range.end})
-        .Run();
+    Run(database_, "DELETE FROM served WHERE start = ? AND stop = ?", std::int64_t{range.start},
+        std::int64_t{range.end});
 }
 
 std::vector<Range> History::RangesBegun() const {
     const std::lock_guard lock(mutex_);
-    Statement rows = database_.Prepare("SELECT start, stop FROM served");
+    SQLite::Statement rows = Query(database_, "SELECT start, stop FROM served");
     std::vector<Range> ranges;
-    while (rows.Next()) {
-        ranges.push_back({static_cast<std::int32_t>(rows.Integer(0)),
-                          static_cast<std::int32_t>(rows.Integer(1))});
+    while (rows.executeStep()) {
+        ranges.push_back({static_cast<std::int32_t>(rows.getColumn(0).getInt64()),
+                          static_cast<std::int32_t>(rows.getColumn(1).getInt64())});
     }
     return ranges;
 }
 
 int History::Prune(std::time_t before) {
     const std::lock_guard lock(mutex_);
-    Transaction transaction(database_);
-    const auto run = [&](const char *sql) {
-        database_.Prepare(sql).Bind(std::int64_t{before}).Run();
-    };
+    auto transaction = Begin(database_);
+    const auto run = [&](const char *sql) { return Run(database_, sql, std::int64_t{before}); };
     run("DELETE FROM reading WHERE time IN (SELECT time FROM sample WHERE time < ? AND state <> "
         "0)");
-    run("DELETE FROM sample WHERE time < ? AND state <> 0");
-    const int pruned = database_.Changes();
+    const int pruned = run("DELETE FROM sample WHERE time < ? AND state <> 0");
     run("DELETE FROM alarm WHERE batch IN (SELECT time FROM batch WHERE time < ? AND state <> 0)");
     run("DELETE FROM batch WHERE time < ? AND state <> 0");
-    transaction.Commit();
+    transaction.commit();
     return pruned;
 }
 

@@ -9,8 +9,8 @@
 
 #include "message/records.h"
 #include "packfile/packfile.h"
+#include "tools/common/database.h"
 #include "tools/gateway/catalogue.h"
-#include "tools/gateway/database.h"
 
 namespace corvenna::gateway {
 
@@ -75,7 +75,7 @@ public:
 
 private:
     mutable std::mutex mutex_;
-    mutable Database database_;
+    mutable SQLite::Database database_;
 };
 
 }  // namespace corvenna::gateway
