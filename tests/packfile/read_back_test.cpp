@@ -89,8 +89,8 @@ protected:
         const std::string name = RandomText(30);
         const std::string unit = RandomText(8);
         AddPoint(id, name, unit);
-        input_ += "point " + std::to_string(id) + ' ' + Hexadecimal(name) + ' ' + Hexadecimal(unit) +
-                 '\n';
+        input_ += "point " + std::to_string(id) + ' ' + Hexadecimal(name) + ' ' +
+                  Hexadecimal(unit) + '\n';
     }
 
     void SetValue(std::uint32_t id, double value) {
@@ -123,8 +123,9 @@ protected:
                                         static_cast<std::int32_t>(random_())};
             alarms_.push_back(alarm);
             input_ += "alarm " + std::to_string(alarm.alarmTime) + ' ' + std::to_string(id) + ' ' +
-                     Bits(alarm.thresholdValue) + ' ' + Bits(alarm.alarmValue) + ' ' +
-                     std::to_string(alarm.alarmType) + ' ' + std::to_string(alarm.alarmFlag) + '\n';
+                      Bits(alarm.thresholdValue) + ' ' + Bits(alarm.alarmValue) + ' ' +
+                      std::to_string(alarm.alarmType) + ' ' + std::to_string(alarm.alarmFlag) +
+                      '\n';
         }
     }
 
