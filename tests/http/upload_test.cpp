@@ -1,5 +1,5 @@
 #include <gmock/gmock.h>
-#include <sys/resource.h>
+#include <sys/stat.h>
 
 #include <csignal>
 
@@ -46,24 +46,16 @@ TEST_P(Uploads, OfAMissingFileFailWithoutATransfer) {
 }
 
 TEST_P(Uploads, OfAFileThatCannotBeOpenedFailWithoutATransfer) {
-    WriteFile("/tmp/limit.json", "x");
-    // It is there, but no descriptor is left to open it with.
-    auto frame = FileFrame(server_.Url("/"), "/tmp/limit.json");
+    // A socket is there, but cannot be opened as a file.
+    ASSERT_EQ(mknod("/tmp/S.json", S_IFSOCK | 0600, 0), 0);
+    auto frame = FileFrame(server_.Url("/"), "/tmp/S.json");
     const LogCapture log;
-    rlimit limit{};
-    getrlimit(RLIMIT_NOFILE, &limit);
-    const rlimit none{0, limit.rlim_max};
-    setrlimit(RLIMIT_NOFILE, &none);
-    const int real = RealData(frame);
-    const int alarm = client().alarmData(&frame);
-    const int down = client().download(&frame);
-    setrlimit(RLIMIT_NOFILE, &limit);
-    EXPECT_EQ(real, -1);
-    EXPECT_EQ(alarm, -1);
-    EXPECT_EQ(down, -1);
+    EXPECT_EQ(RealData(frame), -1);
+    EXPECT_EQ(client().alarmData(&frame), -1);
+    EXPECT_EQ(client().download(&frame), -1);
     EXPECT_EQ(httpCode_, 7);
     EXPECT_EQ(server_.Connections(), 0);
-    EXPECT_THAT(log.Text(), testing::Each(LogEntry{5, "Can not open file /tmp/limit.json"}));
+    EXPECT_THAT(log.Text(), testing::Each(LogEntry{5, "Can not open file /tmp/S.json"}));
 }
 
 TEST_P(Uploads, StoreStatus0WhenNoAnswerCame) {
