@@ -63,7 +63,7 @@ protected:
                                               "&amp;",
                                               "%s"};
         std::string text;
-        for (std::size_t pieces = random_() % longest; pieces > 0; --pieces) {
+        for (auto pieces = random_() % longest; pieces > 0; --pieces) {
             text += kPieces[random_() % std::size(kPieces)];
         }
         return text.size() > 126 ? "long" : text;
