@@ -70,29 +70,20 @@ void SpellAlarm(const KnownAlarm &known, Out &out) {
     out.EndObject();
 }
 
-class NumberText {
-public:
-    explicit NumberText(int number) { PrintText<sizeof text_>(text_, "%d", number); }
-    const char *Get() const { return text_; }
-
-private:
-    char text_[47];
-};
-
 void AddAlarm(const KnownAlarm &known, xmlNodePtr root) {
     const Alarm_Data_Para &alarm = *known.alarm;
     xmlNodePtr node = AddElement(root, "node");
     AddAttribute(node, "logdt", PrintAlarmTime(alarm.alarmTime).text);
-    AddAttribute(node, "channel", NumberText(static_cast<int>(ChannelOf(alarm.dataId))).Get());
-    AddAttribute(node, "device", NumberText(static_cast<int>(DeviceOf(alarm.dataId))).Get());
+    AddAttribute(node, "channel", DecimalText(static_cast<int>(ChannelOf(alarm.dataId))).Get());
+    AddAttribute(node, "device", DecimalText(static_cast<int>(DeviceOf(alarm.dataId))).Get());
     AddAttribute(node, "dblink", DataIdText(alarm.dataId).Get());
     AddAttribute(node, "name", known.name);
     AddAttribute(node, "value", AlarmValueText(alarm.alarmValue).Get());
     AddAttribute(node, "unit", known.unit);
     // On purpose: receivers of XML know the attribute by this misspelt name.
     AddAttribute(node, "thredhold_value", AlarmValueText(alarm.thresholdValue).Get());
-    AddAttribute(node, "type", NumberText(alarm.alarmType).Get());
-    AddAttribute(node, "flag", NumberText(alarm.alarmFlag).Get());
+    AddAttribute(node, "type", DecimalText(alarm.alarmType).Get());
+    AddAttribute(node, "flag", DecimalText(alarm.alarmFlag).Get());
 }
 
 template <class Out>

@@ -24,32 +24,44 @@ struct Messages {
     void (*failure)(const char *path);
 };
 
-/// What fails in our own output of a JSON document is logged where it fails.
-void SaidAlready(const char * /*path*/) {}
-
-/// One row for each DataKind, in its order.
+/// One row for each DataKind, in its order. What fails in the output of JSON is logged where it
+/// fails.
 constexpr Messages kMessages[] = {
     {[](const char *path, int) { log_Text(kLogInfo, "CreateRealDataJsonFile %s Success", path); },
-     SaidAlready},
+     nullptr},
     {[](const char *path, int result) {
          log_Text(kLogInfo, "CreateRealDataXmlFile %s Success,fileSize:%d", path, result);
      },
      [](const char *path) { log_Text(kLogWarn, "CreateRealDataXmlFile %s failed", path); }},
     {[](const char *path, int) { log_Text(kLogInfo, "CreateAlarmDataJsonFile %s Success", path); },
-     SaidAlready},
+     nullptr},
     {[](const char *path, int result) {
          log_Text(kLogInfo, "CreateAlarmDataXmlFile %s Success,fileSize:%d", path, result);
      },
      [](const char *path) { log_Text(kLogWarn, "CreateAlarmDataXmlFile %s failed", path); }},
 };
 
-std::int32_t Report(const Target &target, const FilePath &path, std::int32_t result) {
-    const Messages &messages = kMessages[static_cast<std::size_t>(target.kind)];
-    if (result == -1) {
-        messages.failure(path.text);
+const Messages &MessagesOf(const Target &target) {
+    return kMessages[static_cast<std::size_t>(target.kind)];
+}
+
+// On purpose: JSON is listed and then logged, XML logged and then listed.
+
+std::int32_t ReportJson(const Target &target, const FilePath &path, bool written) {
+    if (!written) {
         return -1;
     }
-    messages.success(path.text, result);
+    target.files->emplace_back(path.text);
+    MessagesOf(target).success(path.text, 0);
+    return 0;
+}
+
+std::int32_t ReportXml(const Target &target, const FilePath &path, std::int32_t result) {
+    if (result == -1) {
+        MessagesOf(target).failure(path.text);
+        return -1;
+    }
+    MessagesOf(target).success(path.text, result);
     target.files->emplace_back(path.text);
     return result;
 }
@@ -155,18 +167,18 @@ std::int32_t SaveJson(const Target &target, const JsonText &text, const OpenAsse
         const FilePath path = PathOf(target, true);
         const CompressedFile file = WriteCompressed(path.text, text.Text(), text.Length());
         if (file.outcome != Compressed::kTooLong) {
-            return Report(target, path, file.outcome == Compressed::kWritten ? 0 : -1);
+            return ReportJson(target, path, file.outcome == Compressed::kWritten);
         }
     }
     const FilePath path = PathOf(target, false);
-    return Report(target, path, WriteStream(path.text, text, assertion) ? 0 : -1);
+    return ReportJson(target, path, WriteStream(path.text, text, assertion));
 }
 
 std::int32_t SaveXml(const Target &target, XmlTree &tree) {
     const SavedXml saved = SaveDocument(target, tree.Document());
     tree.Free();
     CleanUpXml();
-    return Report(target, saved.path, saved.result);
+    return ReportXml(target, saved.path, saved.result);
 }
 
 }  // namespace corvenna

@@ -17,17 +17,6 @@
 namespace corvenna {
 namespace {
 
-class NumberText {
-public:
-    explicit NumberText(unsigned number) {
-        PrintText<sizeof text_>(text_, "%d", static_cast<int>(number));
-    }
-    const char *Get() const { return text_; }
-
-private:
-    char text_[8];
-};
-
 class RealDataXml final : public RealDataSpeller {
 public:
     explicit RealDataXml(xmlNodePtr root) : root_(root) {}
@@ -37,8 +26,8 @@ public:
     void BeginDevice(unsigned channel, unsigned device) override {
         guard_.emplace();
         device_ = AddElement(root_, "device");
-        AddAttribute(device_, "id", NumberText(device).Get());
-        AddAttribute(device_, "channel", NumberText(channel).Get());
+        AddAttribute(device_, "id", DecimalText(static_cast<int>(device)).Get());
+        AddAttribute(device_, "channel", DecimalText(static_cast<int>(channel)).Get());
     }
 
     void Point(const PointFact &point) override {

@@ -1,5 +1,7 @@
 #include "packfile/value_text.h"
 
+#include <langinfo.h>
+
 #include <algorithm>
 #include <array>
 #include <cstdio>
@@ -39,11 +41,19 @@ struct Rounded {
     std::uint64_t thousandths;
 };
 
+/// The format takes the decimal point of the host's locale.
+bool LocaleHasPoint() {
+    const char *radix = nl_langinfo(RADIXCHAR);
+    return radix[0] == '.' && radix[1] == '\0';
+}
+
+/// Nothing where the C library has to read the format: 2^53 and more, infinities, NaN, and any
+/// value in a locale with another decimal point.
 std::optional<Rounded> RoundToThousandths(double value) {
     std::uint64_t bits = 0;
     std::memcpy(&bits, &value, sizeof bits);
     const auto exponent = static_cast<unsigned>(bits >> kFractionBits) & kExponentMask;
-    if (exponent > kIntegerExponent) {  // 2^53 and more, infinities, NaN
+    if (exponent > kIntegerExponent || !LocaleHasPoint()) {
         return std::nullopt;
     }
     const std::uint64_t hidden = std::uint64_t{1} << kFractionBits;

@@ -6,8 +6,8 @@
 namespace corvenna {
 
 /// Writes exactly what snprintf(field, capacity, "%.3lf", value) leaves in the field (NaN,
-/// infinities, signed zeros, ties and 300-digit numbers included), without reading a format for
-/// ordinary values. A longer text is cut at capacity - 1 characters.
+/// infinities, signed zeros, ties, 300-digit numbers and the locale's decimal point included),
+/// without reading a format for ordinary values. A longer text is cut at capacity - 1 characters.
 /// @param capacity bytes of the field, the NUL included; at least 1.
 /// @return the length of the text in the field.
 std::size_t PrintValue(double value, char *field, std::size_t capacity);

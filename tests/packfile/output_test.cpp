@@ -358,6 +358,18 @@ TEST_P(FullFileSystem, SmallFileStillFits) {
     EXPECT_EQ(files_.size(), 1U);
 }
 
+TEST_P(FullFileSystem, ShortCompressedFileThatFailsOnlyWhenClosedIsNotListed) {
+    WriteFile("/tmp/small/filler", std::string(8192, 'f'));
+    Configure(GetParam(), true);
+    EXPECT_EQ(CreateAlarmData(), -1);
+    EXPECT_TRUE(files_.empty());
+    EXPECT_FALSE(LoggedAt(3));
+    ASSERT_FALSE(log_.Text().empty());
+    EXPECT_EQ(log_.Text()[0].level, 5);
+    EXPECT_NE(log_.Text()[0].text.find("close failed"), std::string::npos) << log_.Text()[0].text;
+    EXPECT_EQ(ListFolder(dir_), std::vector<std::string>{"filler"});
+}
+
 TEST_P(FullFileSystem, ReadOnlyFolderStopsOrFails) {
     ASSERT_EQ(mount(nullptr, "/tmp/small", nullptr, MS_REMOUNT | MS_RDONLY, nullptr), 0);
     Configure(GetParam());

@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <clocale>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <random>
@@ -141,6 +143,32 @@ TEST(ValueText, DecimalsOfThreeDigitsComeBackAsWritten) {
         char expected[32];
         std::snprintf(expected, sizeof expected, "%d.%03d", thousandths / 1000, thousandths % 1000);
         ASSERT_EQ(Printed<15>(thousandths / 1000.0), expected);
+    }
+}
+
+TEST(ValueText, DecimalPointIsThatOfTheHostsLocale) {
+    if (std::system("mkdir -p /tmp/locales && "
+                    "localedef -i de_DE -f UTF-8 /tmp/locales/de_DE.UTF-8") != 0) {
+        GTEST_SKIP() << "no locale can be made here";
+    }
+    setenv("LOCPATH", "/tmp/locales", 1);
+    ASSERT_NE(std::setlocale(LC_NUMERIC, "de_DE.UTF-8"), nullptr);
+    for (const double value : {0.0, -1.5, 229.87, 12345678901.5, 1e300, kInfinity}) {
+        ExpectSameAsFormat(value);
+        EXPECT_EQ(Printed<15>(value), ByFormat(value).substr(0, 14));
+        EXPECT_EQ(PrintedLength(value, 15), Printed<15>(value).size());
+    }
+    EXPECT_EQ(Printed<15>(229.87), "229,870");
+}
+
+TEST(ValueText, LengthIsKnownBeforehand) {
+    std::mt19937_64 random(20240308);
+    for (int i = 0; i < 100000; ++i) {
+        const auto mantissa = static_cast<double>(static_cast<std::int64_t>(random()));
+        for (const double value : {FromBits(random()), std::ldexp(mantissa, i % 90 - 85)}) {
+            ASSERT_EQ(PrintedLength(value, 15), Printed<15>(value).size()) << value;
+            ASSERT_EQ(PrintedLength(value, 400), Printed<400>(value).size()) << value;
+        }
     }
 }
 

@@ -2,17 +2,16 @@
 // load configuration and parse responses.
 
 #include <gtest/gtest.h>
-#include <libxml/parser.h>
-#include <unistd.h>
 
 #include <atomic>
-#include <cstdlib>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "base/xml.h"
+#include "config/channel_set.h"
 #include "config/sys_set.h"
+#include "message/parse_memory.h"
 #include "plugin/instances.h"
 #include "tests/packfile/packing.h"
 #include "tests/support/files.h"
@@ -22,6 +21,8 @@ namespace {
 
 constexpr int kRounds = 60;
 constexpr char kSettings[] = "/quorvane/Config/sys.xml";
+constexpr char kTemplate[] = "/quorvane/Config/Channel-template.xml";
+constexpr char kMeter[] = "/quorvane/Config/meter.xml";
 
 constexpr char kAlarmDocument[] = R"(<?xml version="1.0" encoding="UTF-8"?>
 <data>
@@ -39,7 +40,7 @@ constexpr char kRealDocument[] = R"(<?xml version="1.0" encoding="UTF-8"?>
 
 constexpr char kResponse[] =
     "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>"
-    "<recall><item start=\"a\xe9\" end=\"&lt;2&amp;\"/></recall>";
+    "<data><device channel=\"2\" id=\"1\" name=\"a\xe9\" desc=\"&lt;2&amp;\"/></data>";
 
 class XmlThreads : public PackingTest {
 protected:
@@ -47,6 +48,11 @@ protected:
         WriteFile(kSettings,
                   "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<sysConfig><cloud FileType=\"xml\" "
                   "cloudip=\"10.0.0.1\"/></sysConfig>\n");
+        WriteFile(kTemplate, "<ChannelConfig><Channel No=\"2\"><Dev SlaveId=\"1\" Name=\"" +
+                                 std::string(kMeter) + "\"/></Channel></ChannelConfig>");
+        WriteFile(kMeter,
+                  "<?xml version=\"1.0\" encoding=\"UTF-8\"?><DevConfig><NodeProperty><AI>"
+                  "<Node Id=\"1\" Name=\"\xc3\xa9\"/></AI></NodeProperty></DevConfig>");
         AddPoint(0x02010001, "Ua <1>", "V");
         values_ = {{0x02010001, 229.87}, {0x02010100, 1}};
         alarms_ = {{1, 0x02010001, 2, 1, 3, 4}};
@@ -85,15 +91,24 @@ protected:
         }
     }
 
-    static void ParseResponse() {
+    static void LoadPoints() {
         for (int i = 0; i < kRounds; ++i) {
-            const XmlGuard guard;
-            const XmlDocument document(
-                xmlParseMemory(kResponse, static_cast<int>(sizeof kResponse - 1)));
-            Require(document != nullptr);
-            xmlNodePtr item = xmlDocGetRootElement(document.get())->children;
-            const XmlText start(xmlGetProp(item, ToXml("start")));
-            Require(std::string(FromXml(start.get())) == "a\xc3\xa9");
+            CChannelSet channels;
+            Require(channels.Open(kTemplate) == 0 && channels.Close() == 0);
+            ST_POINTID_ATTR *point = nullptr;
+            Require(channels.GetAttr(0x02010001U, &point) == 0 &&
+                    std::string(point->Name) == "\xc3\xa9");
+        }
+    }
+
+    static void ParseResponse() {
+        CParseMemory parser;
+        for (int i = 0; i < kRounds; ++i) {
+            std::vector<ST_DEVICE_INFO> devices;
+            Require(parser.ParseDevicesInfoFromMemory(
+                        "xml", kResponse, static_cast<int>(sizeof kResponse - 1), &devices) == 0);
+            Require(devices.size() == 1 && std::string(devices[0].name) == "a\xc3\xa9" &&
+                    std::string(devices[0].desc) == "<2&");
         }
     }
 
@@ -108,6 +123,7 @@ TEST_F(XmlThreads, CleanUpSparesWhatOtherThreadsAreDoing) {
     threads.emplace_back([this] { MakeAlarmData("/tmp/b"); });
     threads.emplace_back([this] { MakeRealData("/tmp/c"); });
     threads.emplace_back(LoadSettings);
+    threads.emplace_back(LoadPoints);
     threads.emplace_back(ParseResponse);
     threads.emplace_back(ParseResponse);
     for (std::thread &thread : threads) {

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <mutex>
 #include <ostream>
+#include <utility>
 
 namespace {
 
@@ -13,6 +14,7 @@ std::mutex gMutex;
 bool gCapturing = false;
 std::vector<LogEntry> gText;
 std::vector<LogEntry> gDatabase;
+std::function<void(const LogEntry &)> gOnText;
 
 std::string Format(const char *format, va_list arguments) {
     va_list again;
@@ -30,6 +32,11 @@ void Add(std::vector<LogEntry> &entries, int level, std::string text) {
     }
 }
 
+std::function<void(const LogEntry &)> OnText() {
+    const std::lock_guard<std::mutex> lock(gMutex);
+    return gCapturing ? gOnText : nullptr;
+}
+
 }  // namespace
 
 extern "C" {
@@ -37,8 +44,12 @@ extern "C" {
 __attribute__((format(printf, 2, 3))) int __wrap_log_Text(int level, const char *format, ...) {
     va_list arguments;
     va_start(arguments, format);
-    Add(gText, level, Format(format, arguments));
+    const LogEntry entry{level, Format(format, arguments)};
     va_end(arguments);
+    Add(gText, level, entry.text);
+    if (const auto action = OnText()) {
+        action(entry);
+    }
     return 1;
 }
 
@@ -62,6 +73,7 @@ LogCapture::LogCapture() {
     gCapturing = true;
     gText.clear();
     gDatabase.clear();
+    gOnText = nullptr;
 }
 
 LogCapture::~LogCapture() {
@@ -72,6 +84,11 @@ LogCapture::~LogCapture() {
 std::vector<LogEntry> LogCapture::Text() const {
     const std::lock_guard<std::mutex> lock(gMutex);
     return gText;
+}
+
+void LogCapture::OnText(std::function<void(const LogEntry &)> action) {
+    const std::lock_guard<std::mutex> lock(gMutex);
+    gOnText = std::move(action);
 }
 
 std::vector<LogEntry> LogCapture::Database() const {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -31,6 +32,9 @@ public:
     std::vector<LogEntry> Text() const;
     /// The messages given to log_DB so far.
     std::vector<LogEntry> Database() const;
+
+    /// Has something done at each message for log_Text, by the thread that logs.
+    void OnText(std::function<void(const LogEntry &)> action);
 };
 
 }  // namespace corvenna::test
