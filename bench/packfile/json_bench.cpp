@@ -255,7 +255,7 @@ int main(int argc, char **argv) {
                         {"jsoncpp", Prepare, WriteJsonCpp},
 #endif
 #ifdef NODE_COMMAND
-                        {"node", PrepareNode, WriteNode},
+                        {"node", PrepareNode, WriteNode, false},
 #endif
                     });
 }

@@ -52,7 +52,9 @@ void RunTimed(int argc, char **argv, unsigned size, std::initializer_list<Conten
 int CostMain(int argc, char **argv, unsigned size, std::initializer_list<Contender> contenders) {
     if (argc == 2 && std::strcmp(argv[1], "--list") == 0) {
         for (const Contender &contender : contenders) {
-            std::puts(contender.name);
+            if (contender.countable) {
+                std::puts(contender.name);
+            }
         }
         return 0;
     }

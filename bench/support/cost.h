@@ -9,12 +9,13 @@ struct Contender {
     const char *name;
     void (*prepare)(unsigned size);  ///< not measured; may be null
     void (*run)();                   ///< the job, once
+    bool countable = true;           ///< false: another process does it, only wall time tells
 };
 
 /// main of a benchmark program:
 ///
 ///     PROGRAM                          wall time of every contender, by Google Benchmark
-///     PROGRAM --list                   the contenders' names
+///     PROGRAM --list                   the names of the countable contenders
 ///     PROGRAM CONTENDER SIZE COUNT     prepares for SIZE, does the job COUNT times and prints the
 ///                                      heap's part of one job: "allocations N peak BYTES kept
 ///                                      BYTES"
