@@ -52,7 +52,8 @@ inline bool IsElement(const xmlNode *node, const char *name) {
 }
 
 /// The value of an attribute, "" when it is empty. Points into the document where the value is one
-/// piece of text, which is the rule, and owns a copy otherwise; lives no longer than the document.
+/// piece of text, which is the rule; otherwise owns a copy with the document's entities resolved,
+/// cut at 64 KiB. Lives no longer than the document.
 class AttributeText {
 public:
     explicit AttributeText(const xmlAttr *attribute) {

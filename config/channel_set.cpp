@@ -55,6 +55,13 @@ bool Find(Map &map, Key key, Record **out) {
     return true;
 }
 
+template <class Map>
+void HandOut(Map &map, Map **out) {
+    if (out != nullptr) {
+        *out = &map;
+    }
+}
+
 }  // namespace
 
 CChannelSet::CChannelSet() = default;
@@ -158,13 +165,13 @@ int CChannelSet::GetAttr(unsigned int dataId, ST_POINTID_ATTR **out) {
 }
 
 void CChannelSet::GetAttr(MAP_CHANNEL_POINT **out) {
-    *out = &pointsByChannel_;
+    HandOut(pointsByChannel_, out);
 }
 
 void CChannelSet::GetAttr(MAP_DEV_ATTR **out) {
-    *out = &devices_;
+    HandOut(devices_, out);
 }
 
 void CChannelSet::GetAttr(MAP_POINTID_ATTR **out) {
-    *out = &pointsById_;
+    HandOut(pointsById_, out);
 }

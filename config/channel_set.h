@@ -85,7 +85,7 @@ public:
     int GetAttr(unsigned short devNo, ST_DEV_ATTR **out);
     int GetAttr(unsigned int dataId, ST_POINTID_ATTR **out);
 
-    // Hand out this object's own maps; out must not be null.
+    // Hand out this object's own maps; a null out is passed over.
     void GetAttr(MAP_CHANNEL_POINT **out);
     void GetAttr(MAP_DEV_ATTR **out);
     void GetAttr(MAP_POINTID_ATTR **out);

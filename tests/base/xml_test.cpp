@@ -18,7 +18,7 @@ namespace {
 /// A document of a text, with the options that the project parses with.
 XmlDocument Parse(const std::string &text) {
     return XmlDocument(xmlReadMemory(text.data(), static_cast<int>(text.size()), nullptr, nullptr,
-                                     XML_PARSE_NOBLANKS | XML_PARSE_NONET));
+                                     XML_PARSE_NOBLANKS));
 }
 
 const xmlNode *Root(const XmlDocument &document) {
@@ -44,6 +44,38 @@ TEST(AttributeText, OfAnEmptyAttributeIsEmpty) {
 TEST(AttributeText, ResolvesTheDocumentsEntities) {
     EXPECT_EQ("xbxb", FirstAttribute("<!DOCTYPE r [<!ENTITY e 'xb'>]><r a='&e;&e;'/>"));
     EXPECT_EQ("", FirstAttribute("<!DOCTYPE r [<!ENTITY e ''>]><r a='&e;'/>"));
+}
+
+std::string Times(int count, const std::string &text) {
+    std::string all;
+    for (int i = 0; i < count; ++i) {
+        all += text;
+    }
+    return all;
+}
+
+TEST(AttributeText, ResolvesEntitiesInsideOfEntitiesAndBetweenTexts) {
+    EXPECT_EQ("1<xbx2", FirstAttribute("<!DOCTYPE r [<!ENTITY i 'b'><!ENTITY e 'x&i;x'>]>"
+                                       "<r a='1&lt;&e;2'/>"));
+}
+
+TEST(AttributeText, OfOneLongPieceIsWhole) {
+    const std::string text(1'000'000, 'x');
+    EXPECT_EQ(text, FirstAttribute("<r a='" + text + "'/>"));
+}
+
+// The parser lets it pass that a long entity is named many times: 2 GB from 300 KB.
+TEST(AttributeText, WithEntitiesIsCutAt64Kibibytes) {
+    const std::string document =
+        "<!DOCTYPE r [<!ENTITY e '" + std::string(100'000, 'x') + "'>]><r a='";
+    const std::size_t pieces = 2;  // the entity and the text in it count too
+    EXPECT_EQ(std::string(65536 - pieces, 'x'),
+              FirstAttribute(document + Times(20'000, "&e;") + "'/>"));
+}
+
+TEST(AttributeText, WithEntitiesThatStandForNothingIsBoundedToo) {
+    EXPECT_EQ("1", FirstAttribute("<!DOCTYPE r [<!ENTITY n ''><!ENTITY e '" + Times(3000, "&n;") +
+                                  "'>]><r a='1" + Times(3000, "&e;") + "2'/>"));
 }
 
 TEST(AttributeText, OfOnePiecePointsIntoTheDocument) {

@@ -222,6 +222,7 @@ TEST(ChannelSetLookup, HandsOutPointersIntoTheObject) {
 }
 
 TEST(ChannelSetLookup, UnknownKeysArePrintedAndFail) {
+    const LogCapture log;
     CChannelSet set;
     ST_DEV_ATTR *dev = nullptr;
     ST_POINTID_ATTR *point = nullptr;
@@ -232,6 +233,7 @@ TEST(ChannelSetLookup, UnknownKeysArePrintedAndFail) {
               Printed([&] { EXPECT_EQ(-1, set.GetAttr(0xABCDU, &point)); }));
     EXPECT_EQ(nullptr, dev);
     EXPECT_EQ(nullptr, point);
+    EXPECT_TRUE(log.Text().empty());
 }
 
 TEST(ChannelSetLookup, ANullTargetFailsWithoutAPrint) {
@@ -240,6 +242,9 @@ TEST(ChannelSetLookup, ANullTargetFailsWithoutAPrint) {
                   EXPECT_EQ(-1, set.GetAttr(static_cast<unsigned short>(1),
                                             static_cast<ST_DEV_ATTR **>(nullptr)));
                   EXPECT_EQ(-1, set.GetAttr(1U, static_cast<ST_POINTID_ATTR **>(nullptr)));
+                  set.GetAttr(static_cast<MAP_CHANNEL_POINT **>(nullptr));
+                  set.GetAttr(static_cast<MAP_DEV_ATTR **>(nullptr));
+                  set.GetAttr(static_cast<MAP_POINTID_ATTR **>(nullptr));
               }));
 }
 

@@ -156,6 +156,15 @@ TEST_P(DamagedFile, WithExplodingEntitiesIsAParseFailure) {
     ExpectParseFailure(WithDoctype(bomb, WithLastAttribute("&a11;")));
 }
 
+TEST_P(DamagedFile, NamingALongEntityTensOfThousandsOfTimesLoads) {
+    std::string names;
+    for (int i = 0; i < 20'000; ++i) {
+        names += "&e;";
+    }
+    EXPECT_EQ(0, Load(WithDoctype("<!ENTITY e \"" + std::string(20'000, '9') + "\">",
+                                  WithLastAttribute(names))));
+}
+
 TEST_P(DamagedFile, NamingAnExternalEntityInAnAttributeIsAParseFailure) {
     WriteFile("/quorvane/secret", "secret");
     ExpectParseFailure(

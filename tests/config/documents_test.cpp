@@ -3,6 +3,10 @@
 
 #include <gtest/gtest.h>
 #include <libxml/parser.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <string>
 #include <thread>
@@ -26,6 +30,7 @@ struct Read {
 };
 
 std::vector<Read> gReads;
+std::vector<int> gKeepBlanks;
 bool gEmptyDocuments = false;
 
 }  // namespace
@@ -38,6 +43,14 @@ xmlDocPtr __wrap_xmlReadFile(const char *path, const char *encoding, int options
     gReads.push_back({path, encoding, options});
     return gEmptyDocuments ? xmlNewDoc(nullptr) : __real_xmlReadFile(path, encoding, options);
 }
+
+int __real_xmlKeepBlanksDefault(int value);
+int __wrap_xmlKeepBlanksDefault(int value);
+
+int __wrap_xmlKeepBlanksDefault(int value) {
+    gKeepBlanks.push_back(value);
+    return __real_xmlKeepBlanksDefault(value);
+}
 }
 
 namespace corvenna::test {
@@ -45,7 +58,37 @@ namespace {
 
 constexpr char kPath[] = "/quorvane/Config/file.xml";
 
-TEST(Documents, AreReadAsUtf8WithoutBlanksAndWithoutTheNetwork) {
+/// A port of this machine that would take a call.
+class ListeningSocket {
+public:
+    ListeningSocket() : socket_(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0)) {
+        address_.sin_family = AF_INET;
+        address_.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t length = sizeof address_;
+        auto *address = reinterpret_cast<sockaddr *>(&address_);
+        EXPECT_EQ(0, bind(socket_, address, length));
+        EXPECT_EQ(0, listen(socket_, 1));
+        EXPECT_EQ(0, getsockname(socket_, address, &length));
+    }
+    ~ListeningSocket() { close(socket_); }
+    ListeningSocket(const ListeningSocket &) = delete;
+    ListeningSocket &operator=(const ListeningSocket &) = delete;
+
+    int Port() const { return ntohs(address_.sin_port); }
+    bool WasCalled() const {
+        const int call = accept(socket_, nullptr, nullptr);
+        if (call >= 0) {
+            close(call);
+        }
+        return call >= 0;
+    }
+
+private:
+    int socket_;
+    sockaddr_in address_{};
+};
+
+TEST(Documents, AreReadAsUtf8WithoutBlanks) {
     const PauseRecorder pauses;
     for (const Loader &loader : kLoaders) {
         SCOPED_TRACE(loader.name);
@@ -55,7 +98,7 @@ TEST(Documents, AreReadAsUtf8WithoutBlanksAndWithoutTheNetwork) {
         ASSERT_FALSE(gReads.empty());
         EXPECT_EQ(kPath, gReads[0].path);
         EXPECT_EQ("UTF-8", gReads[0].encoding);
-        EXPECT_EQ(XML_PARSE_NOBLANKS | XML_PARSE_NONET, gReads[0].options);
+        EXPECT_EQ(XML_PARSE_NOBLANKS, gReads[0].options);
     }
 }
 
@@ -71,10 +114,71 @@ TEST(Documents, ThePointFileIsReadByTheDevicesName) {
     EXPECT_EQ("/b", gReads[2].path);
 }
 
-TEST(Documents, StandardInputIsNoFile) {
-    EXPECT_EQ(-1, CSysSet().Open("-"));
-    EXPECT_EQ(-1, LoadPoints("-"));
-    EXPECT_TRUE(gReads.empty());
+TEST(Documents, OnceParsedByOpenSwitchBlanksOffForTheLibrary) {
+    const PauseRecorder pauses;
+    for (const Loader &loader : kLoaders) {
+        SCOPED_TRACE(loader.name);
+        const bool isOpen = loader.load != LoadPoints;
+        WriteFile(kPath, loader.document);
+        gKeepBlanks.clear();
+        Printed([&] { EXPECT_EQ(0, loader.load(kPath)); });
+        EXPECT_EQ(std::vector<int>(isOpen ? 1 : 0, 0), gKeepBlanks);
+        gKeepBlanks.clear();
+        EXPECT_EQ(-1, loader.load("/none"));
+        EXPECT_TRUE(gKeepBlanks.empty());
+    }
+}
+
+// Whatever could make the host wait is no file: the parser is not asked.
+class NoFile : public testing::TestWithParam<Loader> {
+protected:
+    static void ExpectRefused(const std::string &path) {
+        gReads.clear();
+        const LogCapture log;
+        EXPECT_EQ(-1, GetParam().load(path.c_str())) << path;
+        EXPECT_EQ(1U, log.Text().size()) << path;
+        EXPECT_TRUE(gReads.empty()) << path;
+    }
+};
+
+TEST_P(NoFile, IsStandardInput) {
+    ExpectRefused("-");
+}
+
+TEST_P(NoFile, IsAPipeADeviceOrAFolder) {
+    ASSERT_EQ(0, mkfifo("/tmp/pipe", 0600));
+    ExpectRefused("/tmp/pipe");
+    ExpectRefused("/dev/zero");
+    ExpectRefused("/tmp");
+}
+
+TEST_P(NoFile, IsAnotherMachinesFile) {
+    ListeningSocket server;
+    const std::string address = "127.0.0.1:" + std::to_string(server.Port()) + "/file.xml";
+    ExpectRefused("http://" + address);
+    ExpectRefused("HTTP://" + address);
+    ExpectRefused("ftp://" + address);
+    EXPECT_FALSE(server.WasCalled());
+}
+
+INSTANTIATE_TEST_SUITE_P(Loaders, NoFile, testing::ValuesIn(kLoaders),
+                         [](const auto &loader) { return std::string(loader.param.name); });
+
+TEST(Documents, ThatNameOthersElsewhereMakeNoRequest) {
+    const PauseRecorder pauses;
+    ListeningSocket server;
+    const std::string address = "http://127.0.0.1:" + std::to_string(server.Port());
+    for (const Loader &loader : kLoaders) {
+        std::string document = loader.document;
+        const std::size_t declaration = document.find("?>");
+        document.erase(0, declaration == std::string::npos ? 0 : declaration + 2);
+        document.insert(document.rfind("</"), "&general;");
+        WriteFile(kPath, "<!DOCTYPE x SYSTEM \"" + address + "/dtd\" [<!ENTITY general SYSTEM \"" +
+                             address + "/g\"><!ENTITY % parameter SYSTEM \"" + address +
+                             "/p\">%parameter;]>" + document);
+        Printed([&] { EXPECT_EQ(0, loader.load(kPath)) << loader.name; });
+    }
+    EXPECT_FALSE(server.WasCalled());
 }
 
 TEST(Documents, WithoutARootAreRejectedWithTheLoadersMessage) {

@@ -4,6 +4,8 @@
 #include <type_traits>
 
 #include "config/channel_set.h"
+#include "config/forward_config.h"
+#include "config/sn_set.h"
 #include "config/sys_set.h"
 
 namespace {
@@ -73,6 +75,42 @@ TEST(Records, PointsLieByteByByte) {
     EXPECT_EQ(133U, offsetof(Record, db_link));
     EXPECT_EQ(137U, offsetof(Record, EUUnits));
     EXPECT_TRUE(std::is_trivially_copyable_v<Record>);
+}
+
+// The objects hold the document's handle first, then their parts in a stated order.
+std::size_t Place(const void *part, const void *object) {
+    return static_cast<std::size_t>(static_cast<const char *>(part) -
+                                    static_cast<const char *>(object));
+}
+
+TEST(Objects, SystemSettingsAreTheHandleAndThreeRecords) {
+    CSysSet set;
+    EXPECT_EQ(sizeof(void *), Place(set.GetCloudConfigAttr(), &set));
+    EXPECT_EQ(sizeof(void *) + 159, Place(set.GetGateWayAttr(), &set));
+    EXPECT_EQ(sizeof(void *) + 159 + 2560, Place(set.GetHttpsCertInfo(), &set));
+}
+
+TEST(Objects, TheIdentityIsTheHandleTwoNumbersAndTheText) {
+    CsnSet set;
+    EXPECT_EQ(sizeof(void *) + 8, Place(set.GetSn(), &set));
+}
+
+TEST(Objects, TheChannelSetIsTheHandleAndThreeMaps) {
+    CChannelSet set;
+    MAP_CHANNEL_POINT *tree = nullptr;
+    MAP_DEV_ATTR *devices = nullptr;
+    MAP_POINTID_ATTR *points = nullptr;
+    set.GetAttr(&tree);
+    set.GetAttr(&devices);
+    set.GetAttr(&points);
+    EXPECT_EQ(sizeof(void *), Place(tree, &set));
+    EXPECT_EQ(Place(tree, &set) + sizeof *tree, Place(devices, &set));
+    EXPECT_EQ(Place(devices, &set) + sizeof *devices, Place(points, &set));
+}
+
+TEST(Objects, TheForwardingTablesAreTheHandleAndTheMap) {
+    const CForwardConfig config;
+    EXPECT_EQ(sizeof(void *), Place(&config.GetForwardMap(), &config));
 }
 
 }  // namespace

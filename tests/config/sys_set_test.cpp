@@ -1,7 +1,9 @@
 #include "config/sys_set.h"
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 #include <cstring>
 #include <string>
@@ -310,11 +312,36 @@ TEST(Version, AMissingFileIsPrintedAndKeepsTheEarlierVersion) {
     CSysSet set;
     set.getVersionInfo();
     ASSERT_EQ(0, std::remove(kVersionPath));
+    const LogCapture log;
     int result = 0;
     EXPECT_EQ("/quorvane/Config/version/main-version.conf is not exist",
               Printed([&] { result = set.getVersionInfo(); }));
     EXPECT_EQ(-1, result);
     EXPECT_STREQ("1.0", set.GetGateWayAttr()->version);
+    EXPECT_TRUE(log.Text().empty());
+}
+
+TEST(Version, AFileThatCannotBeOpenedKeepsTheEarlierVersion) {
+    WriteFile(kVersionPath, "1.0");
+    CSysSet set;
+    set.getVersionInfo();
+    ASSERT_EQ(0, std::remove(kVersionPath));
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::strcpy(address.sun_path, kVersionPath);
+    const int unopenable = socket(AF_UNIX, SOCK_STREAM, 0);
+    ASSERT_EQ(0, bind(unopenable, reinterpret_cast<sockaddr *>(&address), sizeof address));
+    EXPECT_EQ("", Printed([&] { EXPECT_EQ(-1, set.getVersionInfo()); }));
+    EXPECT_STREQ("1.0", set.GetGateWayAttr()->version);
+    close(unopenable);
+}
+
+TEST(Version, IsNotReadAfterARejectedDocument) {
+    WriteFile(kVersionPath, "9.9");
+    const LogCapture log;
+    CSysSet set;
+    Load(set, "<other/>");
+    EXPECT_STREQ("", set.GetGateWayAttr()->version);
 }
 
 TEST(Version, AnEmptyFileMakesItEmpty) {
