@@ -167,6 +167,7 @@ TEST(XmlGuard, HoldsTheCleanUpBack) {
 
 TEST(XmlGuard, ThreadsParseWhileOthersCleanUp) {
     std::vector<std::thread> threads;
+    threads.reserve(4);
     for (int i = 0; i < 3; ++i) {
         threads.emplace_back([] {
             for (int round = 0; round < 50; ++round) {

@@ -104,8 +104,8 @@ TEST(Objects, TheChannelSetIsTheHandleAndThreeMaps) {
     set.GetAttr(&devices);
     set.GetAttr(&points);
     EXPECT_EQ(sizeof(void *), Place(tree, &set));
-    EXPECT_EQ(Place(tree, &set) + sizeof *tree, Place(devices, &set));
-    EXPECT_EQ(Place(devices, &set) + sizeof *devices, Place(points, &set));
+    EXPECT_EQ(Place(tree, &set) + sizeof(MAP_CHANNEL_POINT), Place(devices, &set));
+    EXPECT_EQ(Place(devices, &set) + sizeof(MAP_DEV_ATTR), Place(points, &set));
 }
 
 TEST(Objects, TheForwardingTablesAreTheHandleAndTheMap) {

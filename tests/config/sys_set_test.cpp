@@ -328,7 +328,7 @@ TEST(Version, AFileThatCannotBeOpenedKeepsTheEarlierVersion) {
     ASSERT_EQ(0, std::remove(kVersionPath));
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
-    std::strcpy(address.sun_path, kVersionPath);
+    std::memcpy(address.sun_path, kVersionPath, sizeof kVersionPath);
     const int unopenable = socket(AF_UNIX, SOCK_STREAM, 0);
     ASSERT_EQ(0, bind(unopenable, reinterpret_cast<sockaddr *>(&address), sizeof address));
     EXPECT_EQ("", Printed([&] { EXPECT_EQ(-1, set.getVersionInfo()); }));
