@@ -172,7 +172,7 @@ class Start(CloudTest):
                         ["--prefix", "/iot/"], ["--prefix", "/"], ["--fault", "realdata"],
                         ["--fault", "any:status=99"], ["--key", "k.pem"],
                         ["--certificate", "c.pem"], ["--unknown"]):
-            self.assertNotEqual(self.run_to_the_end(*options).returncode, 0, options)
+            self.assertEqual(self.run_to_the_end(*options).returncode, 2, options)
 
     def test_it_says_that_it_listens_on_loopback(self):
         _, said = self.cloud.stop()

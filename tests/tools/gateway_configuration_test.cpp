@@ -111,6 +111,26 @@ TEST(Configuration, OfDevicesAndPointsIsWhatThePluginLoads) {
     EXPECT_EQ(channels.Close(), 0);
 }
 
+TEST(Configuration, OfEveryTypeOfPointIsWhatThePluginLoads) {
+    const PauseRecorder pauses;
+    Device device{1, 1, "Meter", "", "", {}};
+    for (const PointType type :
+         {PointType::kAnalogueInput, PointType::kDigitalInput, PointType::kCounter,
+          PointType::kDigitalOutput, PointType::kAnalogueOutput}) {
+        device.points.push_back({type, 7, "Point", "V"});
+    }
+    WriteConfiguration("", {}, {device});
+    CChannelSet channels;
+    ASSERT_EQ(channels.Open("/quorvane/Config/Channel-template.xml"), 0);
+    MAP_POINTID_ATTR *points = nullptr;
+    channels.GetAttr(&points);
+    EXPECT_EQ(points->size(), device.points.size());
+    for (const Point &point : device.points) {
+        EXPECT_EQ(points->count(DataId(device, point)), 1U);
+    }
+    EXPECT_EQ(channels.Close(), 0);
+}
+
 TEST(Configuration, OfForwardingShowsEveryPoint) {
     const Catalogue devices = WaveSource({1, 2, 2}).Devices();
     WriteConfiguration("", {}, devices);
@@ -135,15 +155,59 @@ TEST(Configuration, NamesPointFilesByDevicesInPlainLetters) {
     EXPECT_EQ(PointFileName({1, 1, "../Pump 1/\xC3\xA4", "", "", {}}), "___Pump_1___.xml");
 }
 
-class BadSerial : public testing::TestWithParam<std::string> {};
+struct BadText {
+    std::string ConfigurationOptions::*option;
+    std::string text;
 
-TEST_P(BadSerial, IsRefused) {
+    friend void PrintTo(const BadText &bad, std::ostream *out) { *out << bad.text; }
+};
+
+class BadConfigurationText : public testing::TestWithParam<BadText> {};
+
+TEST_P(BadConfigurationText, IsRefused) {
     ConfigurationOptions options;
-    options.serial = GetParam();
+    options.*GetParam().option = GetParam().text;
     EXPECT_THROW(WriteConfiguration("", options, {}), std::runtime_error);
 }
 
-INSTANTIATE_TEST_SUITE_P(All, BadSerial, testing::Values("", std::string(19, 'x')));
+using Options = ConfigurationOptions;
+INSTANTIATE_TEST_SUITE_P(
+    All, BadConfigurationText,
+    testing::Values(BadText{&Options::serial, ""}, BadText{&Options::serial, std::string(19, 'x')},
+                    BadText{&Options::serial, "a/b"}, BadText{&Options::serial, "a b"},
+                    BadText{&Options::serial, "\xC3\xA4"}, BadText{&Options::server, ""},
+                    BadText{&Options::server, std::string(63, 'x')},
+                    BadText{&Options::server, "http://cloud"}, BadText{&Options::prefix, "plant"},
+                    BadText{&Options::prefix, "/plant/"}, BadText{&Options::prefix, "/a?b"},
+                    BadText{&Options::prefix, "/" + std::string(62, 'x')},
+                    BadText{&Options::certificate, std::string(127, 'x')},
+                    BadText{&Options::user, std::string(63, 'x')},
+                    BadText{&Options::password, std::string(63, 'x')},
+                    BadText{&Options::name, "a\x01"}, BadText{&Options::name, "a\n"},
+                    BadText{&Options::station, "a\xFF"}));
+
+TEST(Configuration, TakesTextsThatJustFit) {
+    ConfigurationOptions options;
+    options.serial = std::string(18, 'x');
+    options.certificate = std::string(126, 'x');
+    options.user = options.password = std::string(62, 'x');
+    options.server = std::string(62, 'x');
+    options.name = "M\xC3\xBChle <1> & \"2\"";
+    EXPECT_NO_THROW(WriteConfiguration("", options, {}));
+}
+
+TEST(Configuration, RefusesAServerPrefixAndSerialThatMakeATooLongUrl) {
+    ConfigurationOptions options;
+    options.server = std::string(50, 'x');
+    options.prefix = "/" + std::string(43, 'x');  // 126 characters of URL
+    EXPECT_NO_THROW(WriteConfiguration("", options, {}));
+    options.prefix += "x";
+    EXPECT_THROW(WriteConfiguration("", options, {}), std::runtime_error);
+}
+
+TEST(Configuration, RefusesADeviceWhoseNameIsNoText) {
+    EXPECT_THROW(WriteConfiguration("", {}, {{1, 1, "Pump\xFF", "", "", {}}}), std::runtime_error);
+}
 
 TEST(Configuration, RefusesDevicesThatWouldShareAPointFile) {
     const Catalogue devices = {{1, 1, "Pump 1", "", "", {}}, {1, 2, "Pump_1", "", "", {}}};

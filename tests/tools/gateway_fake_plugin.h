@@ -24,6 +24,7 @@ public:
     std::atomic<bool> takesFiles{true};
     std::atomic<bool> takesAcknowledgements{true};
     std::atomic<bool> produces{true};
+    std::atomic<int> downloading{0};  ///< how often it is still found downloading
     std::function<bool(const std::string &content)> refuses = [](const auto &) { return false; };
     std::vector<recall_time_para> recalls;
 
@@ -81,7 +82,7 @@ public:
         recalls.erase(recalls.begin());
         return true;
     }
-    bool IsDownloading() override { return false; }
+    bool IsDownloading() override { return downloading > 0 && downloading-- > 0; }
 
 private:
     std::optional<std::string> Create(const std::string &path, const std::string &content) const {

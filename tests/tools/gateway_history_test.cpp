@@ -139,6 +139,22 @@ TEST(HistoryRecalls, RememberHowFarARangeWasServed) {
     EXPECT_FALSE(history.Served(range));
 }
 
+TEST(HistoryRecalls, RememberWhatWasMissedOfARange) {
+    History history("/tmp/history.db");
+    const Range range{100, 300};
+    history.SetServed(range, 301);
+    history.SetMissed(range, 200);
+    history.SetMissed(range, 100);
+    history.SetMissed(range, 200);
+    history.SetMissed({100, 400}, 150);
+    EXPECT_EQ(history.Missed(range), (std::vector<std::time_t>{100, 200}));
+    history.ForgetMissed(range, 100);
+    EXPECT_EQ(history.Missed(range), (std::vector<std::time_t>{200}));
+    history.ForgetServed(range);
+    EXPECT_TRUE(history.Missed(range).empty());
+    EXPECT_EQ(history.Missed({100, 400}), (std::vector<std::time_t>{150}));
+}
+
 TEST(HistoryPruning, RemovesOldSamplesExceptThoseThatWait) {
     History history(kPath);
     for (const std::time_t time : {100, 101, 102}) {

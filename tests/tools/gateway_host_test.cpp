@@ -254,6 +254,46 @@ TEST_F(GatewayTest, GoesOnWithARecallWhereItFailed) {
     EXPECT_EQ(arrived.back(), "200 2");
 }
 
+TEST_F(GatewayTest, SendsTheRestOfARecallAlthoughOneSampleIsRefused) {
+    WriteHistory({100, 200, 300});
+    Make()->RunOnce();
+    plugin.recalls = {{100, 300}};
+    plugin.refuses = [](const std::string &content) { return content == "200 2"; };
+    EXPECT_FALSE(Make()->RunOnce());
+    const auto count = [this](const char *content) {
+        const auto arrived = plugin.Saw().realData;
+        return std::count(arrived.begin(), arrived.end(), content);
+    };
+    EXPECT_EQ(count("300 2"), 2);
+    EXPECT_TRUE(plugin.Saw().served.empty());
+    plugin.refuses = [](const std::string &) { return false; };
+    Make()->RunOnce();
+    EXPECT_EQ(plugin.Saw().served.size(), 1U);
+    EXPECT_EQ(count("200 2"), 2);
+    EXPECT_EQ(count("300 2"), 2);  // not a third time
+}
+
+TEST_F(GatewayTest, RestsWithARecallOfWhichNothingIsTaken) {
+    WriteHistory({100, 200, 300, 400, 500});
+    Make()->RunOnce();
+    const int before = plugin.Saw().uploads;
+    plugin.recalls = {{100, 500}};
+    plugin.refuses = [](const std::string &content) { return content.substr(1) == "00 2"; };
+    Make()->RunOnce();
+    EXPECT_EQ(plugin.Saw().uploads, before + 1 + 3);  // the new sample, three of the recall
+    plugin.refuses = [](const std::string &) { return false; };
+    Make()->RunOnce();
+    EXPECT_EQ(plugin.Saw().served.size(), 1U);
+}
+
+TEST_F(GatewayTest, WaitsForADownloadBeforeItEnds) {
+    auto gateway = Make();
+    gateway->RunOnce();
+    plugin.downloading = 3;
+    gateway.reset();
+    EXPECT_EQ(plugin.downloading, 0);
+}
+
 TEST_F(GatewayTest, AcknowledgesAgainWithoutSendingAgain) {
     WriteHistory({100});
     Make()->RunOnce();

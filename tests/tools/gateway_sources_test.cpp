@@ -59,6 +59,29 @@ TEST(CsvSource, TakesDataIdsAsNames) {
     EXPECT_EQ(source.Read(0), (Values{{0x02051123, 7}, {0x02050100, 1}}));
 }
 
+TEST(CsvSource, PassesOverAByteOrderMark) {
+    const CsvSource source = Csv("\xEF\xBB\xBFtime,Meter/Ua\n1,2\n");
+    ASSERT_EQ(source.Devices().size(), 1U);
+    EXPECT_EQ(source.Devices()[0].name, "Meter");
+}
+
+TEST(CsvSource, TakesADataIdOfEveryTypeOfPoint) {
+    const CsvSource source = Csv("01010000,01010101,01010200,01010300,01010400\n1,1,1,1,1\n");
+    ASSERT_EQ(source.Devices().size(), 1U);
+    std::vector<PointType> types;
+    for (const Point &point : source.Devices()[0].points) {
+        types.push_back(point.type);
+    }
+    EXPECT_THAT(types, testing::ElementsAre(PointType::kDigitalInput, PointType::kAnalogueInput,
+                                            PointType::kDigitalInput, PointType::kCounter,
+                                            PointType::kDigitalOutput, PointType::kAnalogueOutput));
+}
+
+TEST(CsvSource, GivesNamesOnlyWhatDataIdsHaveLeftFree) {
+    CsvSource source = Csv("01010000,Device1-1/More,Meter/Ua\n1,2,3\n");
+    EXPECT_EQ(source.Read(0), (Values{{0x01010000, 1}, {0x01010001, 2}, {0x01020000, 3}}));
+}
+
 class BadCsv : public testing::TestWithParam<std::pair<const char *, const char *>> {};
 
 TEST_P(BadCsv, IsRefusedWithAReason) {
@@ -77,7 +100,13 @@ INSTANTIATE_TEST_SUITE_P(
                     std::pair("Ua\n1\n", "column 'Ua' is not called Device/Point"),
                     std::pair("/Ua\n1\n", "Device/Point"), std::pair("Meter/\n1\n", "Device/Point"),
                     std::pair("Meter/Ua\n1\nx\n", "line 3 of the recorded values: 'x'"),
-                    std::pair("Meter/Ua\ninf\n", "line 2")));
+                    std::pair("Meter/Ua\ninf\n", "line 2"),
+                    std::pair("Meter/Ua,Meter/Ub\n1,2\n1,5,2\n",
+                              "line 3 of the recorded values has "
+                              "more cells than the first row"),
+                    std::pair("01010500\n1\n", "is of no type that a point can have"),
+                    std::pair("01010000,01010000\n1,2\n", "'01010000' is there twice"),
+                    std::pair("Meter/Ua [V],Meter/Ua\n1,2\n", "'Meter/Ua' is there twice")));
 
 // --- Generated values ---------------------------------------------------------------------------
 

@@ -6,6 +6,7 @@
 namespace corvenna::cloud {
 namespace {
 
+constexpr int kBadCommandLine = 2;
 constexpr int kHttpPort = 8080;
 constexpr int kHttpsPort = 8443;
 
@@ -88,7 +89,7 @@ std::optional<Options> ReadOptions(int argc, char **argv, int &exitCode) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
-        exitCode = app.exit(error);
+        exitCode = app.exit(error) == 0 ? 0 : kBadCommandLine;
         return std::nullopt;
     }
     for (const std::string &fault : faults) {

@@ -13,7 +13,13 @@ namespace corvenna::gateway {
 using Values = std::map<unsigned int, double>;
 
 /// The code of a point's type in its data id.
-enum class PointType : std::uint8_t { kAnalogueInput = 0, kDigitalInput = 1, kCounter = 2 };
+enum class PointType : std::uint8_t {
+    kAnalogueInput = 0,
+    kDigitalInput = 1,
+    kCounter = 2,
+    kDigitalOutput = 3,
+    kAnalogueOutput = 4
+};
 
 /// Value that stands for a point that could not be read.
 constexpr double kNotRead = -1.0;

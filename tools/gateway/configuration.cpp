@@ -2,7 +2,9 @@
 
 #include <libxml/tree.h>
 
+#include <algorithm>
 #include <array>
+#include <cctype>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -19,11 +21,20 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr std::size_t kLongestSerial = 18;
+constexpr std::size_t kLongestAddress = 62;  // of the server, its prefix, user and password
+constexpr std::size_t kLongestCertificate = 126;
+constexpr std::size_t kLongestUrl = 126;
 
 using Document = std::unique_ptr<xmlDoc, FreedBy<xmlFreeDoc>>;
 
 const xmlChar *ToXml(const std::string &text) {
     return reinterpret_cast<const xmlChar *>(text.c_str());
+}
+
+/// Control characters and broken UTF-8 would make a file that no parser reads.
+bool IsText(const std::string &text) {
+    const auto isControl = [](unsigned char byte) { return byte < 0x20 || byte == 0x7F; };
+    return xmlCheckUTF8(ToXml(text)) == 1 && std::none_of(text.begin(), text.end(), isControl);
 }
 
 /// An element of a document that is being built; the document owns it.
@@ -35,6 +46,10 @@ public:
         return Element(xmlNewChild(node_, nullptr, ToXml(name), nullptr));
     }
     const Element &Set(const char *name, const std::string &value) const {
+        if (!IsText(value)) {
+            throw std::runtime_error(std::string(name) +
+                                     " holds a control character or is no UTF-8: " + value);
+        }
         xmlNewProp(node_, ToXml(name), ToXml(value));
         return *this;
     }
@@ -139,9 +154,11 @@ struct TypeElement {
     const char *name;
 };
 
-constexpr std::array<TypeElement, 3> kTypeElements = {{{PointType::kAnalogueInput, "AI"},
+constexpr std::array<TypeElement, 5> kTypeElements = {{{PointType::kAnalogueInput, "AI"},
                                                        {PointType::kDigitalInput, "DI"},
-                                                       {PointType::kCounter, "ACC"}}};
+                                                       {PointType::kCounter, "ACC"},
+                                                       {PointType::kDigitalOutput, "DO"},
+                                                       {PointType::kAnalogueOutput, "AO"}}};
 
 void WritePoints(const std::string &path, const Device &device) {
     const NewDocument points("DevConfig");
@@ -204,6 +221,43 @@ void WritePointFiles(const std::string &folder, const Catalogue &devices) {
     }
 }
 
+/// Letters, digits and what else goes through a URL as it stands.
+bool IsPlain(const std::string &text, const std::string &others) {
+    return std::all_of(text.begin(), text.end(), [&others](unsigned char letter) {
+        return (letter < 0x80 && std::isalnum(letter) != 0) ||
+               others.find(static_cast<char>(letter)) != std::string::npos;
+    });
+}
+
+void Require(bool good, const std::string &rule) {
+    if (!good) {
+        throw std::runtime_error(rule);
+    }
+}
+
+/// What the plug-in would cut, or could not make a URL of.
+void CheckOptions(const ConfigurationOptions &options) {
+    const std::string &server = options.server;
+    const std::string &prefix = options.prefix;
+    const std::string &serial = options.serial;
+    Require(!serial.empty() && serial.size() <= kLongestSerial && IsPlain(serial, "-._~"),
+            "a serial number has 1 to 18 letters, digits, \"-\", \".\", \"_\" and \"~\"");
+    Require(!server.empty() && server.size() <= kLongestAddress && IsPlain(server, "-._:[]"),
+            "the server is a name or an address of 1 to 62 characters, without scheme and port");
+    Require(prefix.empty() || (prefix.front() == '/' && prefix.back() != '/' &&
+                               prefix.size() <= kLongestAddress && IsPlain(prefix, "-._~/")),
+            "the prefix is empty, or begins with \"/\", does not end with it and has at most 62 "
+            "characters");
+    const std::string url =
+        "https://" + server + ":" + std::to_string(options.port) + prefix + "/alarmdata/" + serial;
+    Require(url.size() <= kLongestUrl,
+            "server, prefix and serial number make a URL longer than 126 characters");
+    Require(options.certificate.size() <= kLongestCertificate,
+            "the certificate's path has at most 126 characters");
+    Require(options.user.size() <= kLongestAddress && options.password.size() <= kLongestAddress,
+            "user and password have at most 62 characters");
+}
+
 }  // namespace
 
 std::string PointFileName(const Device &device) {
@@ -218,9 +272,7 @@ std::string PointFileName(const Device &device) {
 
 void WriteConfiguration(const std::string &root, const ConfigurationOptions &options,
                         const Catalogue &devices) {
-    if (options.serial.empty() || options.serial.size() > kLongestSerial) {
-        throw std::runtime_error("a serial number has 1 to 18 characters");
-    }
+    CheckOptions(options);
     const std::string folder = root + kConfigFolder;
     WriteSystem(folder, options);
     WriteVersion(folder, options);

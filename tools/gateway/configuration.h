@@ -41,7 +41,8 @@ std::string PointFileName(const Device &device);
 
 /// Writes everything that the plug-in loads at its start into <root>/quorvane/Config, over what is
 /// there. Throws std::runtime_error when something cannot be written, or when the plug-in could not
-/// hold it (a serial text over 18 characters, two devices with one point file).
+/// hold it (texts that it would cut or that no URL or XML file takes, two devices with one point
+/// file).
 void WriteConfiguration(const std::string &root, const ConfigurationOptions &options,
                         const Catalogue &devices);
 

@@ -13,7 +13,8 @@ std::vector<std::string> SplitCsvLine(const std::string &line);
 
 /// Recorded values: a first row that names the points, then one row a sample, from the first again
 /// after the last. A column is called "Device/Point [unit]" or by the eight hexadecimal digits of a
-/// data id; one called "time" is passed over. An empty cell is a point that could not be read.
+/// data id; one called "time" is passed over. A cell that is empty or not there is a point that
+/// could not be read.
 class CsvSource : public Source {
 public:
     /// Reads everything at once. Throws std::runtime_error when a name or a number cannot be
@@ -27,7 +28,7 @@ private:
     void ReadHeader(const std::string &line);
     void AddColumn(const std::string &name);
     std::uint32_t AddById(std::uint32_t id);
-    std::uint32_t AddByName(const std::string &device, const std::string &point,
+    std::uint32_t AddByName(const std::string &name, const std::string &point,
                             const std::string &unit);
     void ReadRow(const std::string &line, int number);
 

@@ -17,7 +17,8 @@ constexpr std::size_t kLongestFolder = 75;
 constexpr int kLongestWaitFactor = 16;
 constexpr int kFailuresBeforeNewFile = 4;
 constexpr int kRecallStep = 100;
-constexpr auto kSecondPause = std::chrono::milliseconds(50);
+constexpr int kFailuresOfARecall = 3;
+constexpr auto kShortPause = std::chrono::milliseconds(50);
 constexpr auto kLeastInterval = std::chrono::milliseconds(100);
 
 /// Where update packages are handed over. Without the folder, the first file moved "into" it would
@@ -82,6 +83,10 @@ Gateway::~Gateway() {
     intervalThreads_.clear();
     if (producer_.joinable()) {
         producer_.join();
+    }
+    // Under a download, the end of the process would pull the plug-in's objects away.
+    while (plugin_.IsDownloading()) {
+        std::this_thread::sleep_for(kShortPause);
     }
 }
 
@@ -185,7 +190,7 @@ StatusFacts Gateway::Status() const {
 void Gateway::TakeSample() {
     // Documents and file names carry seconds: every sample needs one of its own.
     while (!StoreSample(std::time(nullptr))) {
-        if (!stop_.WaitUntil(Clock::now() + kSecondPause)) {
+        if (!stop_.WaitUntil(Clock::now() + kShortPause)) {
             return;
         }
     }
@@ -514,19 +519,46 @@ void Gateway::Serve(const Range &range) {
 }
 
 bool Gateway::SendRange(const Range &range, std::time_t next) {
-    for (;;) {
-        const auto times = history_->SamplesBetween(next, range.end, kRecallStep);
-        if (times.empty()) {
-            return true;
-        }
+    return SendRestOf(range, next) && SendMissedOf(range);
+}
+
+/// What was never tried. A sample that does not arrive is left for later and holds up nobody;
+/// several in a row mean that the server takes none.
+bool Gateway::SendRestOf(const Range &range, std::time_t next) {
+    int failures = 0;
+    for (auto times = history_->SamplesBetween(next, range.end, kRecallStep); !times.empty();
+         times = history_->SamplesBetween(next, range.end, kRecallStep)) {
         for (const std::time_t time : times) {
-            if (stop_.IsStopped() || !SendAgain(time)) {
+            if (stop_.IsStopped() || failures == kFailuresOfARecall) {
                 return false;
+            }
+            const bool arrived = SendAgain(time);
+            failures = arrived ? 0 : failures + 1;
+            if (!arrived) {
+                history_->SetMissed(range, time);
             }
             next = time + 1;
             history_->SetServed(range, next);
         }
     }
+    return true;
+}
+
+/// What did not arrive before. @return whether nothing of it is left.
+bool Gateway::SendMissedOf(const Range &range) {
+    bool all = true;
+    for (const std::time_t time : history_->Missed(range)) {
+        if (stop_.IsStopped()) {
+            return false;
+        }
+        // What has been pruned since is no more to be had.
+        if (!history_->HasSample(time) || SendAgain(time)) {
+            history_->ForgetMissed(range, time);
+        } else {
+            all = false;
+        }
+    }
+    return all;
 }
 
 bool Gateway::SendAgain(std::time_t time) {

@@ -37,7 +37,7 @@ public:
     /// when one of them cannot be used. All arguments are borrowed.
     Gateway(Plugin &plugin, Source &source, const std::vector<Threshold> &thresholds,
             Options options, Report &report);
-    /// Stops and waits for what is under way.
+    /// Stops and waits for what is under way, a download included.
     ~Gateway();
     Gateway(const Gateway &) = delete;
     Gateway &operator=(const Gateway &) = delete;
@@ -93,6 +93,8 @@ private:
 
     void Serve(const Range &range);
     bool SendRange(const Range &range, std::time_t next);
+    bool SendRestOf(const Range &range, std::time_t next);
+    bool SendMissedOf(const Range &range);
     bool SendAgain(std::time_t time);
     void ForgetAbandonedRanges(const std::vector<Range> &asked);
 

@@ -38,6 +38,12 @@ CREATE TABLE IF NOT EXISTS served (
     next  INTEGER NOT NULL,
     PRIMARY KEY (start, stop)
 ) WITHOUT ROWID;
+CREATE TABLE IF NOT EXISTS missed (
+    start INTEGER NOT NULL,
+    stop  INTEGER NOT NULL,
+    time  INTEGER NOT NULL,
+    PRIMARY KEY (start, stop, time)
+) WITHOUT ROWID;
 )";
 
 struct KindSql {
@@ -229,8 +235,32 @@ void History::SetServed(const Range &range, std::time_t next) {
 
 void History::ForgetServed(const Range &range) {
     const std::lock_guard lock(mutex_);
-    Run(database_, "DELETE FROM served WHERE start = ? AND stop = ?", std::int64_t{range.start},
-        std::int64_t{range.end});
+    auto transaction = Begin(database_);
+    for (const char *sql : {"DELETE FROM served WHERE start = ? AND stop = ?",
+                            "DELETE FROM missed WHERE start = ? AND stop = ?"}) {
+        Run(database_, sql, std::int64_t{range.start}, std::int64_t{range.end});
+    }
+    transaction.commit();
+}
+
+void History::SetMissed(const Range &range, std::time_t time) {
+    const std::lock_guard lock(mutex_);
+    Run(database_, "INSERT OR IGNORE INTO missed (start, stop, time) VALUES (?, ?, ?)",
+        std::int64_t{range.start}, std::int64_t{range.end}, std::int64_t{time});
+}
+
+void History::ForgetMissed(const Range &range, std::time_t time) {
+    const std::lock_guard lock(mutex_);
+    Run(database_, "DELETE FROM missed WHERE start = ? AND stop = ? AND time = ?",
+        std::int64_t{range.start}, std::int64_t{range.end}, std::int64_t{time});
+}
+
+std::vector<std::time_t> History::Missed(const Range &range) const {
+    const std::lock_guard lock(mutex_);
+    return Times(Query(database_,
+                       "SELECT time FROM missed WHERE start = ? AND stop = ?"
+                       " ORDER BY time",
+                       std::int64_t{range.start}, std::int64_t{range.end}));
 }
 
 std::vector<Range> History::RangesBegun() const {

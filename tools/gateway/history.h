@@ -65,7 +65,12 @@ public:
     /// not begun.
     std::optional<std::time_t> Served(const Range &range) const;
     void SetServed(const Range &range, std::time_t next);
+    /// Forgets how far the range was served, and what was missed of it.
     void ForgetServed(const Range &range);
+    /// Samples of a range that did not arrive when they were sent again, oldest first.
+    std::vector<std::time_t> Missed(const Range &range) const;
+    void SetMissed(const Range &range, std::time_t time);
+    void ForgetMissed(const Range &range, std::time_t time);
     /// All ranges whose serving has begun.
     std::vector<Range> RangesBegun() const;
 

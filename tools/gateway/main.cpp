@@ -1,9 +1,9 @@
 #include <fcntl.h>
-#include <signal.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -163,6 +163,8 @@ void EndWithin(std::unique_ptr<Gateway> gateway, Report &report, const StopSigna
 }
 
 int Run(const CommandLine &line) {
+    // The plug-in has libcurl leave signals alone: a connection that breaks must not end the host.
+    static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
     // Before any thread is started. One cycle is simply ended by a signal: nothing is lost by that.
     std::optional<StopSignals> signals;
     if (!line.once) {

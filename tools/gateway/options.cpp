@@ -1,7 +1,9 @@
 #include "tools/gateway/options.h"
 
 #include <CLI/CLI.hpp>
+#include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <set>
 #include <stdexcept>
@@ -14,6 +16,7 @@ namespace corvenna::gateway {
 
 namespace {
 
+constexpr int kBadCommandLine = 2;
 constexpr int kDefaultSpoolDays = 30;
 constexpr int kDefaultHistoryDays = 90;
 constexpr int kMostWaveChannels = 100;
@@ -30,6 +33,11 @@ struct Numbers {
     int spoolDays = kDefaultSpoolDays;
     int historyDays = kDefaultHistoryDays;
 };
+
+/// A range alone lets "nan" pass.
+std::string CheckIsNumber(const std::string &text) {
+    return std::isnan(std::strtod(text.c_str(), nullptr)) ? "is no number" : "";
+}
 
 void AddSourceOptions(CLI::App &app, CommandLine &line) {
     app.add_option(
@@ -93,6 +101,7 @@ void AddRunOptions(CLI::App &app, CommandLine &line, Numbers &numbers) {
                    "given more than once");
     app.add_option("--speed", line.gateway.speed, "How many times faster than the intervals say")
         ->check(CLI::Range(0.01, 1000.0))
+        ->check(CheckIsNumber)
         ->capture_default_str();
     app.add_option("--spool-size", numbers.spoolMebibytes, "Most MiB of files that wait")
         ->check(CLI::Range(1, 1 << 20))
@@ -135,6 +144,7 @@ bool ParseCommandLine(int count, const char *const *arguments, CommandLine &line
     Numbers numbers;
     CLI::App app(kDescription, "corvenna-gateway");
     app.require_subcommand(1);
+    app.set_version_flag("--version", CORVENNA_VERSION);
     CLI::App &configure = *app.add_subcommand(
         "configure", "Write a configuration for the plug-in that fits a source");
     CLI::App &run = *app.add_subcommand("run", "Drive the plug-in until SIGINT or SIGTERM");
@@ -145,7 +155,7 @@ bool ParseCommandLine(int count, const char *const *arguments, CommandLine &line
     try {
         app.parse(count, arguments);
     } catch (const CLI::ParseError &error) {
-        exitCode = app.exit(error);
+        exitCode = app.exit(error) == 0 ? 0 : kBadCommandLine;
         return false;
     }
     line.command =

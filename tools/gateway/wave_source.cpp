@@ -45,6 +45,9 @@ double ValueOf(const Device &device, const Point &point, std::time_t now) {
             return now % kSwitchPeriodSeconds < kSwitchPeriodSeconds / 2 ? 1 : 0;
         case PointType::kCounter:
             return static_cast<double>(now % kCounterRangeSeconds);
+        case PointType::kDigitalOutput:
+        case PointType::kAnalogueOutput:
+            break;  // none is generated
     }
     return kNotRead;
 }
