@@ -63,6 +63,17 @@ class Plant(unittest.TestCase):
     def wait(self, what, check):
         return plant.wait_for(what, check, PATIENCE, self.gateway.check_running)
 
+    def offer(self, seconds):
+        """A file whose download takes a while."""
+        self.cloud.of_gateway("/files?name=notes.txt&type=9&path=/tmp", body=b"Notes\n",
+                              method="POST")
+        self.cloud.add_fault("file", "delay", seconds * 1000)
+
+    def check_offer_is_done(self):
+        self.assertEqual(self.cloud.of_gateway("/files")[0]["state"], "done")
+        with open("/tmp/notes.txt", "rb") as file:
+            self.assertEqual(file.read(), b"Notes\n")
+
     def wait_for_samples(self, count):
         self.wait(f"{count} samples", lambda: len(self.times_in_cloud()) >= count)
 
@@ -91,6 +102,12 @@ class Once(Plant):
         self.cloud.of_gateway("/recalls", body={"start": time_text, "end": time_text})
         self.assertEqual(self.run_once(), 0)
         self.assertEqual(self.cloud.of_gateway("/recalls")[0]["state"], "served")
+
+    def test_a_file_on_offer_is_fetched_in_the_cycle(self):
+        self.configure()
+        self.offer(seconds=2)
+        self.assertEqual(self.run_once(), 0)
+        self.check_offer_is_done()
 
     def test_recorded_values_are_sent_as_they_stand_in_the_file(self):
         path = os.path.join(self.folder, "recorded.csv")
@@ -146,6 +163,21 @@ class Stopping(Plant):
 
     def test_sigterm_ends_it_cleanly(self):
         self.check_stops_on(signal.SIGTERM)
+
+    def test_a_download_is_finished_first(self):
+        self.configure()
+        self.offer(seconds=4)
+        self.run_gateway()
+        self.wait("a download", lambda: self.cloud.of_gateway("/files")[0]["begun"])
+        self.assertEqual(self.gateway.stop(PATIENCE), 0)
+        self.check_offer_is_done()
+
+    def test_a_broken_connection_is_no_reason_to_end(self):
+        self.configure()
+        self.run_gateway()
+        self.wait_for_samples(1)
+        self.gateway.process.send_signal(signal.SIGPIPE)
+        self.wait_for_samples(len(self.times_in_cloud()) + 1)
 
     def test_a_server_that_hangs_does_not_hold_it(self):
         self.configure()

@@ -8,6 +8,7 @@ import os
 import signal
 import sqlite3
 import subprocess
+import sys
 import tempfile
 import time
 import urllib.error
@@ -165,6 +166,12 @@ class Gateway(Process):
         """The gateway's own record, opened only to be read."""
         path = os.path.join(self.data, "history.db")
         return sqlite3.connect(f"file:{path}?mode=ro", uri=True, timeout=30)
+
+
+def end_on_signals():
+    """A signal ends the script as an exception does: what it started and changed is put back."""
+    for number in (signal.SIGTERM, signal.SIGHUP):
+        signal.signal(number, lambda received, _: sys.exit(128 + received))
 
 
 def is_sandboxed():

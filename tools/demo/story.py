@@ -233,6 +233,7 @@ def main():
     if not plant.is_sandboxed():
         plant.enter_sandbox(__file__, sys.argv[1:])
     options = parse(sys.argv[1:])
+    plant.end_on_signals()
     if options.keep:
         signal.pthread_sigmask(signal.SIG_BLOCK, {signal.SIGINT, signal.SIGTERM})
     story = Story(options)
