@@ -78,6 +78,7 @@ bool GiveUp(const char *path, const char *step, int error) {
     return false;
 }
 
+/// Ours: every step is looked at, so that no path is listed whose file is not whole.
 bool WriteBytes(const char *path, const char *bytes, std::size_t length) {
     File file(std::fopen(path, "wb+"));
     if (file == nullptr) {
@@ -120,7 +121,7 @@ struct CompressedFile {
 CompressedFile WriteCompressed(const char *path, const char *text, std::size_t length) {
     char buffer[kCompressedCapacity];
     const Deflated deflated = DeflateWithNul(text, length, buffer, sizeof buffer);
-    if (!deflated.whole) {
+    if (!deflated.whole) {  // Ours: nothing is lost, and no receiver meets half a stream.
         log_Text(kLogWarn, "%s would exceed %zu bytes, the document is written uncompressed", path,
                  kCompressedCapacity);
         return {Compressed::kTooLong, 0};

@@ -30,6 +30,7 @@ namespace {
 constexpr unsigned kRealDataAssertionLine = 645;
 constexpr unsigned kAlarmDataAssertionLine = 839;
 
+/// Ours: a null argument is said and refused.
 bool HasNull(const char *writer, std::initializer_list<const void *> arguments) {
     const bool hasNull = std::count(arguments.begin(), arguments.end(), nullptr) != 0;
     if (hasNull) {
@@ -66,6 +67,7 @@ SampleTimeText PrintSampleTime(const std::tm &time) {
     return result;
 }
 
+/// Ours: a time without a local date is said; without it there is no name for a file.
 std::optional<std::tm> BreakDown(const char *writer, std::time_t time) {
     auto broken = LocalTime(time);
     if (!broken) {
