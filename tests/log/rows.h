@@ -10,6 +10,7 @@
 namespace corvenna::test {
 
 constexpr char kDatabase[] = "/tmp/CloudLog/Cloudlog.db";
+constexpr int kPatienceMilliseconds = 30000;
 
 struct CloseDatabase {
     void operator()(sqlite3 *database) const { sqlite3_close(database); }
@@ -19,6 +20,7 @@ using Database = std::unique_ptr<sqlite3, CloseDatabase>;
 inline Database OpenDatabase() {
     sqlite3 *handle = nullptr;
     EXPECT_EQ(SQLITE_OK, sqlite3_open(kDatabase, &handle));
+    sqlite3_busy_timeout(handle, kPatienceMilliseconds);  // a writer may be at work
     return Database(handle);
 }
 
