@@ -1,5 +1,8 @@
 #include "message/parse_json.h"
 
+#include <memory>
+
+#include "base/handle.h"
 #include "base/json.h"
 #include "base/text.h"
 #include "message/parse_memory.h"
@@ -10,11 +13,17 @@ namespace {
 using rapidjson::Document;
 using rapidjson::Value;
 
+using Lock = std::unique_ptr<pthread_mutex_t, FreedBy<pthread_mutex_unlock>>;
+
 /// Nesting must not eat a thread's stack, so the parser keeps its own.
 bool Parse(Document &document, const char *data, pthread_mutex_t &mutex) {
+    // Ours: no answer at all is none that parses.
+    if (data == nullptr) {
+        return false;
+    }
     pthread_mutex_lock(&mutex);
+    const Lock held(&mutex);
     document.Parse<rapidjson::kParseIterativeFlag>(data);
-    pthread_mutex_unlock(&mutex);
     return !document.HasParseError();
 }
 

@@ -16,7 +16,8 @@ template <class Result>
 int Parse(const char *format, const char *data, int length, Result *result, pthread_mutex_t &mutex,
           int (*json)(const char *, pthread_mutex_t &, Result &),
           int (*xml)(const char *, int, Result &)) {
-    if (data == nullptr || result == nullptr) {
+    // Ours: there is nowhere to put a result.
+    if (result == nullptr) {
         return -1;
     }
     switch (corvenna::FormatOf(format)) {
@@ -68,9 +69,9 @@ std::time_t CParseMemory::TimeString2Timet(const char *text) {
     std::tm broken{};
     // What the scan does not find stays zero; its result is not looked at.
     // NOLINTNEXTLINE(cert-err34-c): a number that is none is such a part
-    static_cast<void>(std::sscanf(text, "%04d-%02d-%02d %02d:%02d:%02d", &broken.tm_year,
-                                  &broken.tm_mon, &broken.tm_mday, &broken.tm_hour, &broken.tm_min,
-                                  &broken.tm_sec));
+    static_cast<void>(std::sscanf(text != nullptr ? text : "", "%04d-%02d-%02d %02d:%02d:%02d",
+                                  &broken.tm_year, &broken.tm_mon, &broken.tm_mday, &broken.tm_hour,
+                                  &broken.tm_min, &broken.tm_sec));
     broken.tm_year -= 1900;
     broken.tm_mon -= 1;
     broken.tm_isdst = -1;

@@ -17,7 +17,8 @@ struct ST_GATEWAY_INFO;
 /// terminating NUL and `length` is not used; XML is read by `length`. XML reports its failures in
 /// the log and by -1. JSON gives -1 for a text that does not parse and raises std::logic_error
 /// ("rapidjson exception") for a missing member or one of the wrong type. Lists are appended to,
-/// never cleared, and get either all entries of an answer or none.
+/// never cleared, and get either all entries of an answer or none. A null answer is an empty one;
+/// without a result to fill there is only -1.
 class CORVENNA_API CParseMemory {
 public:
     CParseMemory();
@@ -41,7 +42,8 @@ public:
     int ParseRecallTimeFromMemory(const char *format, const char *data, int length,
                                   std::vector<recall_time_para> *ranges);
 
-    /// Reads "2024-03-05 07:08:09" as local time; the result of the scan is not checked.
+    /// Reads "2024-03-05 07:08:09" as local time; the result of the scan is not checked. Null is
+    /// read as "".
     static std::time_t TimeString2Timet(const char *text);
 
 private:

@@ -17,7 +17,7 @@ struct Answer {
     const char *name;
     const char *json;
     const char *xml;
-    /// Parses into an empty result, or into one that holds something already.
+    /// Parses into a result of its own.
     int (*parse)(CParseMemory &parser, const char *format, const char *data, int length);
 };
 
@@ -30,19 +30,26 @@ inline int ParseGateway(CParseMemory &parser, const char *format, const char *da
     return parser.ParseGateWayInfoFromMemory(format, data, length, &info);
 }
 
-inline int ParseDevices(CParseMemory &parser, const char *format, const char *data, int length) {
-    std::vector<ST_DEVICE_INFO> devices;
-    return parser.ParseDevicesInfoFromMemory(format, data, length, &devices);
-}
-
-inline int ParseDownFiles(CParseMemory &parser, const char *format, const char *data, int length) {
-    std::vector<down_file_para> files;
-    return parser.ParseDownFileFromMemory(format, data, length, &files);
-}
-
-inline int ParseRecalls(CParseMemory &parser, const char *format, const char *data, int length) {
-    std::vector<recall_time_para> ranges;
-    return parser.ParseRecallTimeFromMemory(format, data, length, &ranges);
+/// Parses into a list that holds an entry already, and throws where an answer that fails touched
+/// it.
+template <class Record, auto Operation>
+int ParseList(CParseMemory &parser, const char *format, const char *data, int length) {
+    std::vector<Record> list(1);
+    const auto failed = [&list] {
+        if (list.size() != 1) {
+            throw std::runtime_error("an answer that failed changed the list");
+        }
+    };
+    try {
+        const int result = (parser.*Operation)(format, data, length, &list);
+        if (result == -1) {
+            failed();
+        }
+        return result;
+    } catch (const std::logic_error &) {
+        failed();
+        throw;
+    }
 }
 
 inline constexpr Answer kAnswers[] = {
@@ -57,19 +64,19 @@ inline constexpr Answer kAnswers[] = {
      R"({"channel":2,"id":2,"name":"Pump","desc":""}]})",
      R"(<data><device channel="2" id="1" name="Meter" desc="D"/>)"
      R"(<device channel="2" id="2" name="Pump" desc=""/></data>)",
-     ParseDevices},
+     ParseList<ST_DEVICE_INFO, &CParseMemory::ParseDevicesInfoFromMemory>},
     {"down_file",
      R"({"node":[{"file":"a/b.zip","md5":"0123456789abcdef0123456789abcdef","type":"9",)"
      R"("path":"/opt/x"}]})",
      R"(<data><node file="a/b.zip" md5="0123456789abcdef0123456789abcdef" type="9" )"
      R"(path="/opt/x"/></data>)",
-     ParseDownFiles},
+     ParseList<down_file_para, &CParseMemory::ParseDownFileFromMemory>},
     {"recall",
      R"({"node":[{"startdt":"2024-03-05 00:00:00","enddt":"2024-03-05 01:00:00"},)"
      R"({"startdt":"2024-03-06 00:00:00","enddt":"2024-03-06 01:00:00"}]})",
      R"(<data><node startdt="2024-03-05 00:00:00" enddt="2024-03-05 01:00:00"/>)"
      R"(<node startdt="2024-03-06 00:00:00" enddt="2024-03-06 01:00:00"/></data>)",
-     ParseRecalls},
+     ParseList<recall_time_para, &CParseMemory::ParseRecallTimeFromMemory>},
 };
 
 /// Parses whatever it is. Only the one exception may come out, and of JSON alone.

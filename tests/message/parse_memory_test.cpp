@@ -302,6 +302,15 @@ TEST_F(Parse, XmlIsReadByItsLength) {
     EXPECT_EQ(1U, files_.size());
 }
 
+/// The sanitizers' runs see a byte too many.
+TEST_F(Parse, XmlNeedsNoNul) {
+    const std::string answer = R"(<data><node file="a"/></data>)";
+    const std::vector<char> bytes(answer.begin(), answer.end());
+    EXPECT_EQ(0, parser_.ParseDownFileFromMemory("xml", bytes.data(),
+                                                 static_cast<int>(bytes.size()), &files_));
+    EXPECT_EQ(1U, files_.size());
+}
+
 TEST_F(Parse, JsonIsReadUpToItsEndWhateverTheLength) {
     EXPECT_EQ(2, parser_.ParseRecallTimeFromMemory("json", kAnswers[3].json, 0, &ranges_));
     EXPECT_EQ(4, parser_.ParseRecallTimeFromMemory("json", kAnswers[3].json, 1'000'000, &ranges_));
@@ -317,10 +326,22 @@ TEST_F(Parse, JsonThatDoesNotParseIsRefusedQuietly) {
     EXPECT_TRUE(log_.Text().empty());
 }
 
-TEST_F(Parse, NullArgumentsFail) {
-    EXPECT_EQ(-1, parser_.ParseGateWayInfoFromMemory("json", "{}", 2, nullptr));
-    EXPECT_EQ(-1, parser_.ParseDevicesInfoFromMemory("xml", nullptr, 5, &devices_));
+TEST_F(Parse, WithoutAResultOrAFormatThereIsOnlyFailure) {
+    for (const char *format : {"json", "xml"}) {
+        EXPECT_EQ(-1, parser_.ParseGateWayInfoFromMemory(format, "{}", 2, nullptr));
+        EXPECT_EQ(-1, parser_.ParseDevicesInfoFromMemory(format, "{}", 2, nullptr));
+        EXPECT_EQ(-1, parser_.ParseDownFileFromMemory(format, "{}", 2, nullptr));
+        EXPECT_EQ(-1, parser_.ParseRecallTimeFromMemory(format, "{}", 2, nullptr));
+    }
     EXPECT_EQ(-1, parser_.ParseRecallTimeFromMemory(nullptr, "{}", 2, &ranges_));
+}
+
+TEST_F(Parse, ANullAnswerIsAnEmptyOne) {
+    EXPECT_EQ(-1, parser_.ParseDownFileFromMemory("json", nullptr, 5, &files_));
+    EXPECT_TRUE(log_.Text().empty());
+    EXPECT_EQ(-1, parser_.ParseDevicesInfoFromMemory("xml", nullptr, 5, &devices_));
+    EXPECT_EQ((std::vector<LogEntry>{{4, "ParseDevicesInfoFromMemory err, Data is empty"}}),
+              log_.Text());
 }
 
 /// What an answer raises, "" when nothing.
@@ -370,6 +391,17 @@ TEST_F(Parse, EachMissingMemberOfTheGatewayRaises) {
         ASSERT_NE(std::string::npos, at) << member;
         text.erase(at, std::string(member).size());
         EXPECT_EQ("rapidjson exception", Raised([&] { Gateway("json", text); })) << text;
+    }
+}
+
+TEST_F(Parse, ARecallsTimesAreLocal) {
+    setenv("TZ", "XYZ-2", 1);
+    tzset();
+    EXPECT_EQ(0, Recalls("xml", kAnswers[3].xml));
+    EXPECT_EQ(4, Recalls("json", kAnswers[3].json));
+    for (const std::size_t first : {0U, 2U}) {
+        EXPECT_EQ(1709596800 - 7200, ranges_.at(first).start);
+        EXPECT_EQ(1709600400 - 7200, ranges_.at(first).end);
     }
 }
 

@@ -40,6 +40,19 @@ TEST(TimeString, TakesWhatTheScanFindsAndZeroForTheRest) {
     EXPECT_EQ(std::mktime(&nothing), CParseMemory::TimeString2Timet("no time"));
 }
 
+TEST(TimeString, OfNoTextIsThatOfAnEmptyOne) {
+    SetTimeZone("UTC0");
+    EXPECT_EQ(CParseMemory::TimeString2Timet(""), CParseMemory::TimeString2Timet(nullptr));
+}
+
+TEST(TimeString, ReadsYearsOfFourAndOtherPartsOfTwoCharacters) {
+    SetTimeZone("UTC0");
+    EXPECT_EQ(CParseMemory::TimeString2Timet("2024-03-05 00:00:00"),
+              CParseMemory::TimeString2Timet("2024-3-5 0:0:0"));
+    EXPECT_EQ(CParseMemory::TimeString2Timet("2024-12-00 00:00:00"),
+              CParseMemory::TimeString2Timet("2024-123-05 07:08:09"));
+}
+
 TEST(TimeString, CarriesOverflowingParts) {
     SetTimeZone("UTC0");
     EXPECT_EQ(CParseMemory::TimeString2Timet("2024-03-01 00:00:00"),
