@@ -37,9 +37,13 @@ int WriteBody(const BodyTarget &target, const XmlTree &tree);
 /// Writes one body in the format that a word selects. Content is one body's facts, with
 /// `template <class Out> void SpellJson(Out &out) const` and `void SpellXml(xmlNodePtr data)
 /// const`.
-/// @return the bytes that are in the buffer, -1 for another format (the buffer is not touched).
+/// @return the bytes that are in the buffer, -1 for another format (the buffer is not touched) and
+/// without a buffer.
 template <class Content>
 int MakeBody(const char *format, const BodyTarget &target, const Content &content) {
+    if (target.out == nullptr) {
+        return -1;
+    }
     switch (FormatOf(format)) {
         case Format::kJson: {
             JsonSize size;

@@ -7,9 +7,10 @@
 ///
 /// Every operation writes a document into the caller's buffer: JSON when `format` begins with
 /// "json", XML when it begins with "xml"; deflated when the settings say so. It returns the number
-/// of bytes written, -1 for any other format (the buffer is not touched). A document that does not
-/// fit is cut to capacity - 2 characters (or is what zlib made of it) and logged at ERROR. A null
-/// string that would become JSON raises std::logic_error ("rapidjson exception").
+/// of bytes written, -1 for any other format (the buffer is not touched) and without a buffer or a
+/// range. A document that does not fit is cut to capacity - 2 characters (or is what zlib made of
+/// it) and logged at ERROR. A null string that would become JSON raises std::logic_error
+/// ("rapidjson exception"); in XML it becomes an empty attribute.
 class CORVENNA_API CPackMemory {
 public:
     /// The gateway's description, from identity and settings.

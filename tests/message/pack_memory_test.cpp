@@ -231,6 +231,21 @@ TEST_F(Body, OfARecallInLocalTime) {
               Recall("json", 1711846799, 1711846800));
 }
 
+TEST_F(Body, ANullTextForXmlIsAnEmptyAttribute) {
+    EXPECT_EQ(std::string(kDeclaration) + "<data>\n  <node md5=\"\" status=\"1\"/>\n</data>\n",
+              Status("xml", nullptr, 1));
+}
+
+TEST_F(Body, WithoutABufferThereIsNone) {
+    const recall_time_para range{0, 1};
+    for (const char *format : {"json", "xml"}) {
+        EXPECT_EQ(-1, pack_.CreateGateWayInfoMemory(format, nullptr, kCapacity));
+        EXPECT_EQ(-1, pack_.CreateDevicesMemory(format, nullptr, kCapacity));
+        EXPECT_EQ(-1, pack_.CreatePutDownStatusMemory(format, nullptr, kCapacity, "m", 0));
+        EXPECT_EQ(-1, pack_.CreateDelReCallMemory(format, nullptr, kCapacity, &range));
+    }
+}
+
 TEST_F(Body, WithoutARangeThereIsNoAcknowledgement) {
     char buffer[100];
     EXPECT_EQ(-1, pack_.CreateDelReCallMemory("json", buffer, 100, nullptr));
