@@ -11,6 +11,7 @@
 
 #include "base/attributes.h"
 #include "base/children.h"
+#include "tests/support/repeated.h"
 
 namespace corvenna::test {
 namespace {
@@ -46,14 +47,6 @@ TEST(AttributeText, ResolvesTheDocumentsEntities) {
     EXPECT_EQ("", FirstAttribute("<!DOCTYPE r [<!ENTITY e ''>]><r a='&e;'/>"));
 }
 
-std::string Times(int count, const std::string &text) {
-    std::string all;
-    for (int i = 0; i < count; ++i) {
-        all += text;
-    }
-    return all;
-}
-
 TEST(AttributeText, ResolvesEntitiesInsideOfEntitiesAndBetweenTexts) {
     EXPECT_EQ("1<xbx2", FirstAttribute("<!DOCTYPE r [<!ENTITY i 'b'><!ENTITY e 'x&i;x'>]>"
                                        "<r a='1&lt;&e;2'/>"));
@@ -70,12 +63,13 @@ TEST(AttributeText, WithEntitiesIsCutAt64Kibibytes) {
         "<!DOCTYPE r [<!ENTITY e '" + std::string(100'000, 'x') + "'>]><r a='";
     const std::size_t pieces = 2;  // the entity and the text in it count too
     EXPECT_EQ(std::string(65536 - pieces, 'x'),
-              FirstAttribute(document + Times(20'000, "&e;") + "'/>"));
+              FirstAttribute(document + Repeated("&e;", 20'000) + "'/>"));
 }
 
 TEST(AttributeText, WithEntitiesThatStandForNothingIsBoundedToo) {
-    EXPECT_EQ("1", FirstAttribute("<!DOCTYPE r [<!ENTITY n ''><!ENTITY e '" + Times(3000, "&n;") +
-                                  "'>]><r a='1" + Times(3000, "&e;") + "2'/>"));
+    EXPECT_EQ("1",
+              FirstAttribute("<!DOCTYPE r [<!ENTITY n ''><!ENTITY e '" + Repeated("&n;", 3000) +
+                             "'>]><r a='1" + Repeated("&e;", 3000) + "2'/>"));
 }
 
 TEST(AttributeText, OfOnePiecePointsIntoTheDocument) {

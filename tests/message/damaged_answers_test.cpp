@@ -95,7 +95,8 @@ TEST_P(DamagedAnswer, WithEntitiesThatGrowSlowlyIsRead) {
 }
 
 TEST_P(DamagedAnswer, OfOtherEncodingsIsSurvived) {
-    ParseBoth("\xFF\xFE{\0", "\xFF\xFE<\0d\0");
+    using namespace std::string_literals;
+    ParseBoth("\xFF\xFE{\0"s, "\xFF\xFE<\0d\0"s);
     ParseBoth(std::string(GetParam().json) + "\xC3\x28", std::string(GetParam().xml) + "\xC3\x28");
     ParseBoth("\"\\ud800\"", "<?xml version=\"1.0\" encoding=\"none\"?><data/>");
 }
