@@ -15,6 +15,7 @@ namespace {
 
 using corvenna::kHttp;
 using corvenna::Run;
+using corvenna::RunNamed;
 
 corvenna::Settings CurrentSettings() {
     CSysSet &settings = *GetCSysSetInstance();
@@ -34,26 +35,28 @@ CHttp::~CHttp() {
     pthread_mutex_destroy(&lock_);
 }
 
-int CHttp::UploadMemoryData(ST_FRAME_MEMORY_UPLOAD *frame, corvenna::Outcome *outcome) {
-    const auto *operation =
-        frame != nullptr ? corvenna::FindOperation(kHttp, frame->method) : nullptr;
-    return Run(operation, CurrentSettings(), frame, outcome);
+int CHttp::UploadMemoryData(ST_FRAME_MEMORY_UPLOAD *frame) {
+    return RunNamed(kHttp, CurrentSettings(), frame);
+}
+
+int CHttp::ExchangeMemoryData(ST_FRAME_MEMORY_UPLOAD *frame, corvenna::Outcome &outcome) {
+    return RunNamed(kHttp, CurrentSettings(), frame, &outcome);
 }
 
 int CHttp::GET_MemoryData(ST_FRAME_MEMORY_UPLOAD *frame) {
-    return Run(&kHttp.get, CurrentSettings(), frame);
+    return Run(kHttp.get, CurrentSettings(), frame);
 }
 
 int CHttp::POST_MemoryData(ST_FRAME_MEMORY_UPLOAD *frame) {
-    return Run(&kHttp.post, CurrentSettings(), frame);
+    return Run(kHttp.post, CurrentSettings(), frame);
 }
 
 int CHttp::PUT_MemoryData(ST_FRAME_MEMORY_UPLOAD *frame) {
-    return Run(&kHttp.put, CurrentSettings(), frame);
+    return Run(kHttp.put, CurrentSettings(), frame);
 }
 
 int CHttp::DELTET_MemoryData(ST_FRAME_MEMORY_UPLOAD *frame) {
-    return Run(&kHttp.remove, CurrentSettings(), frame);
+    return Run(kHttp.remove, CurrentSettings(), frame);
 }
 
 int CHttp::UploadRealDataFile(ST_FRAME_FILE_UPLOAD *frame, int *httpCode) {

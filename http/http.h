@@ -22,9 +22,11 @@ public:
     CHttp &operator=(const CHttp &) = delete;
 
     /// Runs the operation that the method field names by prefix; blocks up to 90 s.
-    /// @param outcome receives how the exchange ended, when not null.
     /// @return the operation's result, -1 for another method or a body length over 20,480.
-    int UploadMemoryData(ST_FRAME_MEMORY_UPLOAD *frame, corvenna::Outcome *outcome = nullptr);
+    int UploadMemoryData(ST_FRAME_MEMORY_UPLOAD *frame);
+    /// The same for callers that need more than its result.
+    /// @param outcome receives how the exchange ended; left alone when none was tried.
+    int ExchangeMemoryData(ST_FRAME_MEMORY_UPLOAD *frame, corvenna::Outcome &outcome);
 
     /// @return 0 when the answer was 200 or 201, otherwise -1.
     int GET_MemoryData(ST_FRAME_MEMORY_UPLOAD *frame);
@@ -36,7 +38,7 @@ public:
     int DELTET_MemoryData(ST_FRAME_MEMORY_UPLOAD *frame);
 
     /// Sends one produced file. Blocks up to 90 s.
-    /// @param httpCode receives the HTTP status, 0 when no answer came. Must not be null.
+    /// @param httpCode receives the HTTP status, 0 when no answer came; may be null.
     /// @return 0 for 200, 201 and 426, otherwise -1.
     int UploadRealDataFile(ST_FRAME_FILE_UPLOAD *frame, int *httpCode);
     /// @return 0 for 200 and 201, otherwise -1.
@@ -56,6 +58,6 @@ public:
     char *GetRecvResult() { return result_; }
 
 private:
-    char result_[385];
+    alignas(unsigned long) char result_[385];
     pthread_mutex_t lock_;
 };

@@ -10,6 +10,7 @@ namespace {
 
 using corvenna::kHttps;
 using corvenna::Run;
+using corvenna::RunNamed;
 
 corvenna::Settings CurrentSettings() {
     CSysSet &settings = *GetCSysSetInstance();
@@ -29,26 +30,28 @@ CHttps::~CHttps() {
     pthread_mutex_destroy(&lock_);
 }
 
-int CHttps::UploadMemoryData(ST_FRAME_MEMORY_UPLOAD *frame, corvenna::Outcome *outcome) {
-    const auto *operation =
-        frame != nullptr ? corvenna::FindOperation(kHttps, frame->method) : nullptr;
-    return Run(operation, CurrentSettings(), frame, outcome);
+int CHttps::UploadMemoryData(ST_FRAME_MEMORY_UPLOAD *frame) {
+    return RunNamed(kHttps, CurrentSettings(), frame);
+}
+
+int CHttps::ExchangeMemoryData(ST_FRAME_MEMORY_UPLOAD *frame, corvenna::Outcome &outcome) {
+    return RunNamed(kHttps, CurrentSettings(), frame, &outcome);
 }
 
 int CHttps::GET_MemoryData(ST_FRAME_MEMORY_UPLOAD *frame) {
-    return Run(&kHttps.get, CurrentSettings(), frame);
+    return Run(kHttps.get, CurrentSettings(), frame);
 }
 
 int CHttps::POST_MemoryData(ST_FRAME_MEMORY_UPLOAD *frame) {
-    return Run(&kHttps.post, CurrentSettings(), frame);
+    return Run(kHttps.post, CurrentSettings(), frame);
 }
 
 int CHttps::PUT_MemoryData(ST_FRAME_MEMORY_UPLOAD *frame) {
-    return Run(&kHttps.put, CurrentSettings(), frame);
+    return Run(kHttps.put, CurrentSettings(), frame);
 }
 
 int CHttps::DELTET_MemoryData(ST_FRAME_MEMORY_UPLOAD *frame) {
-    return Run(&kHttps.remove, CurrentSettings(), frame);
+    return Run(kHttps.remove, CurrentSettings(), frame);
 }
 
 int CHttps::UploadRealDataFile(ST_FRAME_FILE_UPLOAD *frame, int *httpCode) {

@@ -21,7 +21,10 @@ public:
     CHttps(const CHttps &) = delete;
     CHttps &operator=(const CHttps &) = delete;
 
-    int UploadMemoryData(ST_FRAME_MEMORY_UPLOAD *frame, corvenna::Outcome *outcome = nullptr);
+    int UploadMemoryData(ST_FRAME_MEMORY_UPLOAD *frame);
+    /// The same for callers that need more than its result.
+    /// @param outcome receives how the exchange ended; left alone when none was tried.
+    int ExchangeMemoryData(ST_FRAME_MEMORY_UPLOAD *frame, corvenna::Outcome &outcome);
 
     /// @return 0 when the answer was exactly 200, otherwise -1.
     int GET_MemoryData(ST_FRAME_MEMORY_UPLOAD *frame);
@@ -36,6 +39,6 @@ public:
     char *GetRecvResult() { return result_; }
 
 private:
-    char result_[385];
+    alignas(unsigned long) char result_[385];
     pthread_mutex_t lock_;
 };

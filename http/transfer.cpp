@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 
 #include "base/handle.h"
 #include "base/text.h"
@@ -136,6 +137,7 @@ void Apply(Option option, CURL *handle, const Parts &parts) {
 Outcome Transfer(CURL *handle, const Options &options, Parts &parts) {
     Outcome outcome;
     if (!parts.headers.Complete()) {
+        outcome.transfer = CURLE_OUT_OF_MEMORY;
         return outcome;
     }
     for (const Option option : options) {
@@ -147,19 +149,21 @@ Outcome Transfer(CURL *handle, const Options &options, Parts &parts) {
     return outcome;
 }
 
-/// Ours: the area is shared by all uploads without a lock, so it is written byte by byte with
-/// atomic stores; a reader may see a mixture of paths, never anything undefined.
+/// Ours: the area is shared by all uploads without a lock, so it is written with atomic stores,
+/// word by word; a reader may see a mixture of paths, never anything undefined.
 void KeepPath(ResultArea &area, const char *path) {
+    using Word [[gnu::may_alias]] = unsigned long;
     constexpr std::size_t kMostCharacters = 63;
-    std::size_t at = 0;
-    __atomic_store_n(&area[at++], '\0', __ATOMIC_RELAXED);
-    while (at <= kMostCharacters && path[at - 1] != '\0') {
-        __atomic_store_n(&area[at], path[at - 1], __ATOMIC_RELAXED);
-        ++at;
+    constexpr std::size_t kWords = kResultAreaSize / sizeof(Word);
+    static_assert(kResultAreaSize == kWords * sizeof(Word) + 1);
+    alignas(Word) char kept[kResultAreaSize] = {};
+    memccpy(kept + 1, path, '\0', kMostCharacters);
+    const auto *from = reinterpret_cast<const Word *>(kept);
+    auto *to = reinterpret_cast<Word *>(area);
+    for (std::size_t i = 0; i < kWords; ++i) {
+        __atomic_store_n(to + i, from[i], __ATOMIC_RELAXED);
     }
-    while (at < kResultAreaSize) {
-        __atomic_store_n(&area[at++], '\0', __ATOMIC_RELAXED);
-    }
+    __atomic_store_n(&area[kResultAreaSize - 1], '\0', __ATOMIC_RELAXED);
 }
 
 /// Ours: a file that is there and cannot be opened is told apart from a missing one.
@@ -171,16 +175,29 @@ File OpenLogged(const char *path, const char *mode) {
     return file;
 }
 
-long SizeOf(std::FILE *file) {
+/// Opens a file to send; logged when that is impossible.
+/// @param size receives its bytes.
+File OpenToSend(const char *path, long &size) {
+    File file = OpenLogged(path, "rb");
     struct stat status {};
-    return fstat(fileno(file), &status) == 0 ? static_cast<long>(status.st_size) : 0;
+    if (file == nullptr || fstat(fileno(file.get()), &status) != 0) {
+        return nullptr;
+    }
+    if (S_ISDIR(status.st_mode)) {  // Ours: opens and has a size, but nothing can be read from it.
+        log_Text(kLogError, "Can not open file %s", path);
+        return nullptr;
+    }
+    size = static_cast<long>(status.st_size);
+    // libcurl reads in pieces of its own buffer's size; a second buffer only costs.
+    static_cast<void>(std::setvbuf(file.get(), nullptr, _IONBF, 0));
+    return file;
 }
 
 }  // namespace
 
-int Run(const MemoryOperation *operation, const Settings &settings,
+int Run(const MemoryOperation &operation, const Settings &settings,
         const ST_FRAME_MEMORY_UPLOAD *frame, Outcome *outcome) {
-    if (operation == nullptr || frame == nullptr) {
+    if (frame == nullptr) {
         return kFail;
     }
     const unsigned length = frame->bodyLength;
@@ -193,18 +210,25 @@ int Run(const MemoryOperation *operation, const Settings &settings,
         return kFail;
     }
     Parts parts{settings.https, frame->url, frame->writeCallback, frame->readCallback};
-    parts.headers = operation->headers(frame->format, settings.cloud.isCompress != 0);
+    parts.headers = operation.headers(frame->format, settings.cloud.isCompress != 0);
     parts.body = frame->body;
     parts.bodySize = static_cast<long>(length);
-    const Outcome ended = Transfer(handle.get(), operation->options, parts);
+    const Outcome ended = Transfer(handle.get(), operation.options, parts);
     if (outcome != nullptr) {
         *outcome = ended;
     }
-    if (operation->accepts(ended)) {
+    if (operation.accepts(ended)) {
         return kOk;
     }
-    operation->refused(ended);
-    return operation->onRefusal;
+    operation.refused(ended);
+    return operation.onRefusal;
+}
+
+int RunNamed(const Operations &client, const Settings &settings,
+             const ST_FRAME_MEMORY_UPLOAD *frame, Outcome *outcome) {
+    const MemoryOperation *operation =
+        frame != nullptr ? FindOperation(client, frame->method) : nullptr;
+    return operation != nullptr ? Run(*operation, settings, frame, outcome) : kFail;
 }
 
 int Run(const UploadOperation &operation, const Settings &settings,
@@ -218,7 +242,8 @@ int Run(const UploadOperation &operation, const Settings &settings,
         operation.missing(path);
         return kFail;
     }
-    const File file = OpenLogged(path, "rb");
+    long size = 0;
+    const File file = OpenToSend(path, size);
     const CurlHandle handle(file != nullptr ? curl_easy_init() : nullptr);
     if (handle == nullptr) {
         return kFail;
@@ -227,7 +252,7 @@ int Run(const UploadOperation &operation, const Settings &settings,
     Parts parts{settings.https, frame->url, frame->writeCallback, frame->readCallback};
     parts.headers = operation.headers(frame->format, path);
     parts.file = file.get();
-    parts.bodySize = SizeOf(file.get());
+    parts.bodySize = size;
     const Outcome ended = Transfer(handle.get(), operation.options, parts);
     if (httpCode != nullptr) {
         *httpCode = static_cast<int>(ended.status);

@@ -9,7 +9,7 @@
 
 namespace corvenna {
 
-/// A client's result area.
+/// A client's result area; aligned like a word.
 constexpr std::size_t kResultAreaSize = 385;
 using ResultArea = char[kResultAreaSize];
 
@@ -19,14 +19,18 @@ struct Settings {
     const ST_HTTPS_CERT_INFO &https;
 };
 
-// All three block until the transfer has ended, log as their row says and return kFail for a null
+// All block until the transfer has ended, log as their row says and return kFail for a null
 // frame and when no transfer could be tried.
 
-/// @param operation null when the frame names none: kFail.
-/// @param outcome   receives how the exchange ended; may be null.
+/// @param outcome receives how the exchange ended; may be null, and is left alone when none was
+///                tried.
 /// @return kOk for an accepted answer, otherwise the operation's own result.
-int Run(const MemoryOperation *operation, const Settings &settings,
+int Run(const MemoryOperation &operation, const Settings &settings,
         const ST_FRAME_MEMORY_UPLOAD *frame, Outcome *outcome = nullptr);
+
+/// Runs the client's operation that the frame's method field names, kFail for any other word.
+int RunNamed(const Operations &client, const Settings &settings,
+             const ST_FRAME_MEMORY_UPLOAD *frame, Outcome *outcome = nullptr);
 
 /// Sends the frame's file.
 /// @param area     receives the file's path from index 1 on, at most 63 characters.

@@ -40,8 +40,10 @@ bool SetBodyLength(ST_FRAME_MEMORY_UPLOAD &request, int length) {
 }
 
 int Send(const Cloud &cloud, ST_FRAME_MEMORY_UPLOAD &request, Outcome *outcome) {
-    return WithClient(cloud,
-                      [&](auto &client) { return client.UploadMemoryData(&request, outcome); });
+    return WithClient(cloud, [&](auto &client) {
+        return outcome != nullptr ? client.ExchangeMemoryData(&request, *outcome)
+                                  : client.UploadMemoryData(&request);
+    });
 }
 
 }  // namespace corvenna

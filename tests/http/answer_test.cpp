@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 
+#include <chrono>
 #include <thread>
 
 #include "tests/http/curl_record.h"
@@ -20,7 +21,7 @@ protected:
         server_.Next(std::move(answer));
         auto frame = MemoryFrame(server_.Url("/"), "POST", "body");
         Outcome outcome;
-        EXPECT_EQ(client().upload(&frame, &outcome), 0);
+        EXPECT_EQ(client().exchange(&frame, outcome), 0);
         return outcome;
     }
 
@@ -57,6 +58,19 @@ TEST_P(Answers, InPiecesReachTheCallbackAsTheyCome) {
     EXPECT_EQ(Exchanged(ReplyInPieces(200, {"first,", "second,", "third"})).transfer, CURLE_OK);
     releaser.join();
     EXPECT_EQ(Received(), "first,second,third");
+}
+
+TEST_P(Answers, InPiecesSecondsApartArriveWhole) {
+    // The pause is the server's behaviour here, and longer than a second's rounding.
+    const Outcome outcome = Exchanged({[](Exchange &exchange) {
+        exchange.Send("HTTP/1.1 200 O\r\nContent-Length: 12\r\n\r\n");
+        for (const char *piece : {"first,", "second"}) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1200));
+            exchange.Send(piece);
+        }
+    }});
+    EXPECT_EQ(outcome.transfer, CURLE_OK);
+    EXPECT_EQ(Received(), "first,second");
 }
 
 TEST_P(Answers, OfABinaryBody) {
@@ -209,7 +223,7 @@ TEST_P(Answers, FromAUrlWithoutMeaningFail) {
 Outcome HttpsGet(const std::string &url) {
     auto frame = MemoryFrame(url, "GET");
     Outcome outcome;
-    kHttpsTwin.upload(&frame, &outcome);
+    kHttpsTwin.exchange(&frame, outcome);
     return outcome;
 }
 

@@ -26,7 +26,7 @@ TEST_P(Dispatch, MethodsAreComparedAsPrefixes) {
         [](const Request &request) { return Reply(request.method == "DELETE" ? 204 : 200); });
     for (std::size_t i = 0; i < std::size(kCases); ++i) {
         auto frame = MemoryFrame(server.Url("/"), kCases[i][0], "b");
-        EXPECT_EQ(client().upload(&frame, nullptr), 0) << kCases[i][0];
+        EXPECT_EQ(client().upload(&frame), 0) << kCases[i][0];
         EXPECT_EQ(server.WaitForRequests(i + 1)[i].method, kCases[i][1]);
     }
 }
@@ -37,11 +37,23 @@ TEST_P(Dispatch, OtherMethodsFailWithoutATransfer) {
     for (const char *method : {"post", "PATCH", "", "POS", "DELET", " GET", "HEAD"}) {
         auto frame = MemoryFrame(server.Url("/"), method, "b");
         Outcome outcome;
-        EXPECT_EQ(client().upload(&frame, &outcome), -1) << method;
+        EXPECT_EQ(client().upload(&frame), -1) << method;
+        EXPECT_EQ(client().exchange(&frame, outcome), -1) << method;
         EXPECT_EQ(outcome.transfer, -1);
     }
     EXPECT_EQ(server.Connections(), 0);
     EXPECT_TRUE(log.Text().empty());
+}
+
+TEST(DispatchSignature, TakesTheRequestAlone) {
+    // Hosts may keep operations in tables of pointers to members.
+    int (CHttp::*http)(ST_FRAME_MEMORY_UPLOAD *) = &CHttp::UploadMemoryData;
+    int (CHttps::*https)(ST_FRAME_MEMORY_UPLOAD *) = &CHttps::UploadMemoryData;
+    auto frame = MemoryFrame("http://127.0.0.1:1/", "PATCH");
+    CHttp plain;
+    CHttps secure;
+    EXPECT_EQ((plain.*http)(&frame), -1);
+    EXPECT_EQ((secure.*https)(&frame), -1);
 }
 
 TEST_P(Dispatch, TheOutcomeStandsBesideTheResult) {
@@ -49,7 +61,7 @@ TEST_P(Dispatch, TheOutcomeStandsBesideTheResult) {
     server.Next(Reply(500));
     auto frame = MemoryFrame(server.Url("/"), "POST", "b");
     Outcome outcome;
-    EXPECT_EQ(client().upload(&frame, &outcome), 0);
+    EXPECT_EQ(client().exchange(&frame, outcome), 0);
     EXPECT_EQ(outcome.transfer, CURLE_OK);
     EXPECT_EQ(outcome.status, 500);
 }
@@ -59,7 +71,7 @@ TEST_P(Dispatch, TheOutcomeOfABrokenTransferIsLibcurlsResult) {
     server.Next(CloseAt(Stage::kRequest));
     auto frame = MemoryFrame(server.Url("/"), "POST", "b");
     Outcome outcome;
-    EXPECT_EQ(client().upload(&frame, &outcome), 0);
+    EXPECT_EQ(client().exchange(&frame, outcome), 0);
     EXPECT_EQ(outcome.transfer, CURLE_GOT_NOTHING);
     EXPECT_EQ(outcome.status, 0);
 }
@@ -72,7 +84,10 @@ CORVENNA_BOTH_TWINS(Refused);
 
 TEST_P(Refused, NullFramesFail) {
     int httpCode = 7;
-    EXPECT_EQ(client().upload(nullptr, nullptr), -1);
+    Outcome outcome;
+    EXPECT_EQ(client().upload(nullptr), -1);
+    EXPECT_EQ(client().exchange(nullptr, outcome), -1);
+    EXPECT_EQ(outcome.transfer, -1);
     EXPECT_EQ(client().get(nullptr), -1);
     EXPECT_EQ(client().post(nullptr), -1);
     EXPECT_EQ(client().put(nullptr), -1);
@@ -92,7 +107,7 @@ TEST_P(Refused, ABodyOf20481BytesIsNotSent) {
     EXPECT_EQ(client().put(&frame), -1);
     EXPECT_EQ(client().remove(&frame), -1);
     frame.bodyLength = 65535;
-    EXPECT_EQ(client().upload(&frame, nullptr), -1);
+    EXPECT_EQ(client().upload(&frame), -1);
     EXPECT_EQ(server.Connections(), 0);
     ASSERT_EQ(log.Text().size(), 4U);
     for (const LogEntry &entry : log.Text()) {
@@ -139,6 +154,10 @@ TEST_P(Refused, WithoutMemoryForAHeaderNothingIsSentAndNothingIsLost) {
         record.RefuseHeadersFrom(call);
         auto frame = MemoryFrame(server.Url("/"), "PUT", "b");
         EXPECT_EQ(client().put(&frame), -1);
+        EXPECT_EQ(
+            log.Text().back(),
+            (LogEntry{4, Either("curl_easy_perform() failed when put: Out of memory,httpcode =0",
+                                "failed,errdesc:Out of memory httpcode =0")}));
         EXPECT_EQ(record.ListsMade(), call);
         EXPECT_EQ(record.ListsFreed(), call);
         EXPECT_EQ(record.HandlesMade(), 1);

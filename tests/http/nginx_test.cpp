@@ -117,7 +117,7 @@ TEST_P(Nginx, ServesAGet) {
 TEST_P(Nginx, TakesAPost) {
     auto frame = MemoryFrame(Url("/accepted"), "POST", std::string(kBodyCapacity, 'x'));
     Outcome outcome;
-    EXPECT_EQ(client().upload(&frame, &outcome), 0);
+    EXPECT_EQ(client().exchange(&frame, outcome), 0);
     EXPECT_EQ(outcome.status, 200);
     EXPECT_EQ(Received(), "accepted");
 }

@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 
+#include "base/text.h"
 #include "tests/http/curl_record.h"
 #include "tests/http/twins.h"
 #include "tests/support/files.h"
@@ -243,6 +244,87 @@ TEST_P(Handles, AndHeaderListsAreFreedAfterBrokenTransfers) {
     EXPECT_EQ(record.HandlesFreed(), 21);
     EXPECT_EQ(record.ListsMade(), 18);
     EXPECT_EQ(record.ListsFreed(), 18);
+}
+
+TEST_P(Handles, AndHeaderListsAreFreedHoweverTheAnswerBreaks) {
+    const LogCapture log;
+    WriteFile(kFile, "123456");
+    testing::internal::CaptureStdout();
+    const Answer kBreaks[] = {
+        CloseAt(Stage::kAccept),
+        CloseAt(Stage::kHead),
+        CloseAt(Stage::kRequest),
+        ResetAt(Stage::kAccept),
+        ResetAt(Stage::kHead),
+        ResetAt(Stage::kRequest),
+        ReplyTruncated(200, 100, "cut"),
+        ReplyRaw("HTTP/1.1 200 O\r\nTransfer-Encoding: chunked\r\n\r\nzz\r\n"),
+        ReplyRaw("garbage\r\n\r\n")};
+    for (const Answer &answer : kBreaks) {
+        ScriptedServer server(client().protocol);
+        for (int i = 0; i < 7; ++i) {
+            server.Next(answer);
+        }
+        const CurlRecord record;
+        RunAll(client(), server.Url("/"), "json");
+        EXPECT_EQ(record.HandlesMade(), 7);
+        EXPECT_EQ(record.HandlesFreed(), 7);
+        EXPECT_EQ(record.ListsMade(), 6);
+        EXPECT_EQ(record.ListsFreed(), 6);
+    }
+    testing::internal::GetCapturedStdout();
+}
+
+TEST_P(Handles, AndHeaderListsAreFreedAfterAStall) {
+    const LogCapture log;
+    auto frame = MemoryFrame("", "", "body");
+    auto file = FileFrame("", kFile);
+    WriteFile(kFile, "123456");
+    ScriptedServer server(client().protocol);
+    server.Otherwise([](const Request &) { return Stall("HTTP/1.1 200 O\r\n"); });
+    CurlRecord record;
+    record.ShortenTimeouts(200);
+    CopyText<127>(frame.url, server.Url("/").c_str());
+    CopyText<127>(file.url, server.Url("/").c_str());
+    int httpCode = 0;
+    client().put(&frame);
+    client().realData(&file, &httpCode);
+    EXPECT_EQ(record.HandlesFreed(), 2);
+    EXPECT_EQ(record.ListsFreed(), 2);
+}
+
+TEST_P(Handles, AndHeaderListsAreFreedWhenACallbackAborts) {
+    const LogCapture log;
+    WriteFile(kFile, "123456");
+    ScriptedServer server(client().protocol);
+    server.Otherwise([](const Request &) { return Reply(200, "answer"); });
+    auto frame = MemoryFrame(server.Url("/"), "", "body");
+    auto file = FileFrame(server.Url("/"), kFile);
+    frame.writeCallback = RefuseWrite;
+    file.writeCallback = RefuseWrite;
+    file.readCallback = RefuseRead;
+    const CurlRecord record;
+    int httpCode = 0;
+    client().get(&frame);
+    client().post(&frame);
+    client().realData(&file, &httpCode);
+    client().download(&file);
+    EXPECT_EQ(record.HandlesFreed(), 4);
+    EXPECT_EQ(record.ListsFreed(), 3);
+}
+
+TEST_P(Handles, ARequestThatIsNotTriedMakesNone) {
+    const LogCapture log;
+    const CurlRecord record;
+    auto tooLong = MemoryFrame(kUrl, "POST");
+    tooLong.bodyLength = kBodyCapacity + 1;
+    auto nameless = MemoryFrame(kUrl, "PATCH");
+    auto folder = FileFrame(kUrl, "/tmp");
+    client().upload(&tooLong);
+    client().upload(&nameless);
+    client().download(&folder);
+    EXPECT_EQ(record.HandlesMade(), 0);
+    EXPECT_EQ(record.ListsMade(), 0);
 }
 
 TEST_P(Handles, AnUnknownFormatMakesNoListForMemoryRequests) {

@@ -82,7 +82,7 @@ TEST_P(RequestBytes, TheCompressSettingAddsItsHeaderToEveryBody) {
     const std::string deflated("x\x9c\0\xff\r\n", 6);
     for (const char *method : {"POST", "PUT", "DELETE"}) {
         auto frame = MemoryFrame(server.Url("/"), method, deflated);
-        EXPECT_EQ(client().upload(&frame, nullptr), 0);
+        EXPECT_EQ(client().upload(&frame), 0);
         const Request request = server.Requests().back();
         const std::vector<std::string> last = {"Accept: */*",
                                                "Content-Type:application/json;charset=UTF-8",

@@ -34,7 +34,8 @@ constexpr Twin MakeTwin(const char *name, Protocol protocol) {
     using Transfer = ST_FRAME_FILE_UPLOAD *;
     return {name,
             protocol,
-            [](Memory f, Outcome *o) { return The<Client>().UploadMemoryData(f, o); },
+            [](Memory f) { return The<Client>().UploadMemoryData(f); },
+            [](Memory f, Outcome &o) { return The<Client>().ExchangeMemoryData(f, o); },
             [](Memory f) { return The<Client>().GET_MemoryData(f); },
             [](Memory f) { return The<Client>().POST_MemoryData(f); },
             [](Memory f) { return The<Client>().PUT_MemoryData(f); },

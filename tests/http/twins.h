@@ -14,7 +14,8 @@ namespace corvenna::test {
 struct Twin {
     const char *name;
     Protocol protocol;
-    int (*upload)(ST_FRAME_MEMORY_UPLOAD *frame, Outcome *outcome);
+    int (*upload)(ST_FRAME_MEMORY_UPLOAD *frame);
+    int (*exchange)(ST_FRAME_MEMORY_UPLOAD *frame, Outcome &outcome);
     int (*get)(ST_FRAME_MEMORY_UPLOAD *frame);
     int (*post)(ST_FRAME_MEMORY_UPLOAD *frame);
     int (*put)(ST_FRAME_MEMORY_UPLOAD *frame);

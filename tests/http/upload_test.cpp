@@ -58,6 +58,16 @@ TEST_P(Uploads, OfAFileThatCannotBeOpenedFailWithoutATransfer) {
     EXPECT_THAT(log.Text(), testing::Each(LogEntry{5, "Can not open file /tmp/S.json"}));
 }
 
+TEST_P(Uploads, OfAFolderFailWithoutATransfer) {
+    auto frame = FileFrame(server_.Url("/"), "/tmp");
+    const LogCapture log;
+    EXPECT_EQ(RealData(frame), -1);
+    EXPECT_EQ(client().alarmData(&frame), -1);
+    EXPECT_EQ(server_.Connections(), 0);
+    EXPECT_THAT(log.Text(), testing::Each(LogEntry{5, "Can not open file /tmp"}));
+    EXPECT_EQ(log.Text().size(), 2U);
+}
+
 TEST_P(Uploads, StoreStatus0WhenNoAnswerCame) {
     WriteFile("/tmp/S.json", "{}");
     server_.Next(CloseAt(Stage::kRequest));
