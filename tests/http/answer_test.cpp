@@ -74,7 +74,7 @@ TEST_P(Answers, InPiecesSecondsApartArriveWhole) {
 }
 
 TEST_P(Answers, OfABinaryBody) {
-    const std::string body("a\0b\xff\r\n\r\n", 9);
+    const std::string body("a\0b\xff\r\n\r\n", 8);
     EXPECT_EQ(Exchanged(Reply(200, body)).transfer, CURLE_OK);
     EXPECT_EQ(Received(), body);
 }
