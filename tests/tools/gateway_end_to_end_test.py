@@ -203,6 +203,9 @@ class BadServer(Plant):
                   self.count("SELECT count(*) FROM sqlite_master WHERE name = 'sample'") and
                   self.count("SELECT count(*) FROM sample") >= 3)
         self.cloud.clear_faults()
+        self.check_everything_arrives()
+
+    def check_everything_arrives(self):
         last = int(time.time())
         self.wait("everything to arrive", lambda: self.count(
             f"SELECT count(*) FROM sample WHERE state = 0 AND time <= {last}") == 0)
@@ -210,6 +213,18 @@ class BadServer(Plant):
         arrived = self.count("SELECT count(*) FROM sample WHERE state = 1")
         self.assertEqual(len(self.times_in_cloud()), arrived)
         self.assertGreaterEqual(arrived, 3)
+
+    def test_every_fault_of_the_menu(self):
+        self.cloud = plant.Cloud(BUILD, self.folder, https=True, emulator=EMULATOR)
+        self.configure(options=NEVER)
+        values = {"delay": 100, "drip": 1}
+        for kind in self.cloud.ask("/api/fault-kinds")["kinds"]:
+            name = kind["name"]
+            exchange = "connection" if name.startswith("tls-") else "realdata"
+            self.cloud.add_fault(exchange, name, values.get(name), count=1)
+        self.run_gateway()
+        self.wait("all faults to happen", lambda: not self.cloud.ask("/api/faults"))
+        self.check_everything_arrives()
 
     def test_refused_uploads(self):
         self.check_recovers_from(("realdata", "status", 500))
