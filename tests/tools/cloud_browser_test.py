@@ -45,8 +45,13 @@ class Page(CloudTest):
         self.cloud.offer(name="update-of-the-gateway-1.2.3.zip")
 
     def click(self, text):
-        self.browser.run(f"""[...document.querySelectorAll('main button')]
-            .find(one => one.textContent === {json.dumps(text)}).click(); 0""")
+        """Clicks a button as soon as it is there."""
+        self.browser.wait(f"""(() => {{
+            const button = [...document.querySelectorAll('main button')]
+                .find(one => one.textContent === {json.dumps(text)});
+            button?.click();
+            return button !== undefined;
+        }})()""")
 
     def set_field(self, label, value):
         self.browser.run(f"""(() => {{
