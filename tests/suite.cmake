@@ -1,8 +1,18 @@
+# corvenna_each_test(<program> <seconds>)
+#
+# Each test of a program runs as a process of its own inside the sandbox, so every test meets fresh
+# single instances and empty /quorvane, /tmp and /media/mmcblk0p1.
+function(corvenna_each_test program timeout)
+    set_target_properties(${program} PROPERTIES CROSSCOMPILING_EMULATOR "${CORVENNA_TEST_LAUNCHER}")
+    # No values in names: a parameter may be any bytes.
+    gtest_discover_tests(${program} TEST_PREFIX "${program}/" NO_PRETTY_VALUES
+        DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT ${timeout})
+endfunction()
+
 # corvenna_test(<name> [WRAP <symbol>...] [LIBS <library>...] [TIMEOUT <seconds>] SOURCES <file>...)
 #
-# One test program. Each of its tests runs as a process of its own inside the sandbox, so every test
-# meets fresh single instances and empty /quorvane, /tmp and /media/mmcblk0p1. WRAP names functions
-# whose calls the program replaces at link time (`__wrap_<symbol>`).
+# One test program. WRAP names functions whose calls the program replaces at link time
+# (`__wrap_<symbol>`).
 function(corvenna_test name)
     cmake_parse_arguments(PARSE_ARGV 1 TEST "" "TIMEOUT" "WRAP;LIBS;SOURCES")
     if(NOT TEST_TIMEOUT)
@@ -13,9 +23,7 @@ function(corvenna_test name)
         PRIVATE corvenna_options corvenna_core corvenna_test_support ${TEST_LIBS} GTest::gmock_main)
     list(TRANSFORM TEST_WRAP PREPEND "-Wl,--wrap=")
     target_link_options(${name} PRIVATE ${TEST_WRAP})
-    set_target_properties(${name} PROPERTIES CROSSCOMPILING_EMULATOR "${CORVENNA_TEST_LAUNCHER}")
-    gtest_discover_tests(${name} TEST_PREFIX "${name}/" DISCOVERY_MODE PRE_TEST
-        DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT ${TEST_TIMEOUT})
+    corvenna_each_test(${name} ${TEST_TIMEOUT})
 endfunction()
 
 if(CORVENNA_SANITIZE)
