@@ -7,7 +7,8 @@ if(NOT CMAKE_CROSSCOMPILING)
 endif()
 foreach(suite IN LISTS suites)
     add_test(NAME cloud/${suite}
-        COMMAND ${CORVENNA_PYTHON} -W ignore::DeprecationWarning -m unittest -v cloud_${suite}_test
+        COMMAND ${PROJECT_SOURCE_DIR}/tests/support/sandbox
+                ${CORVENNA_PYTHON} -W ignore::DeprecationWarning -m unittest -v cloud_${suite}_test
         WORKING_DIRECTORY ${CMAKE_CURRENT_SOURCE_DIR})
     set_tests_properties(cloud/${suite} PROPERTIES TIMEOUT 600 LABELS cloud
         ENVIRONMENT "CORVENNA_CLOUD=$<TARGET_FILE:corvenna-cloud>;CORVENNA_EMULATOR=${emulator};PYTHONDONTWRITEBYTECODE=1;${CORVENNA_TEST_ENVIRONMENT}")
