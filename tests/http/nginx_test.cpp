@@ -51,6 +51,9 @@ protected:
         if (access(kProgram, X_OK) != 0) {
             GTEST_SKIP() << "nginx is not installed (package nginx-light)";
         }
+        if (ReadFile("/proc/self/setgroups") == "deny\n") {
+            GTEST_SKIP() << "nginx sets the groups of its workers; this user namespace forbids it";
+        }
         WriteFile("/tmp/nginx/www/file", kContent);
         WriteConfiguration();
         Start();
