@@ -63,14 +63,14 @@ public:
 private:
     static constexpr std::size_t kSpareNodes = 64;
 
+    /// Does not wait: a message is formatted, echoed and stamped when it is logged, even while a
+    /// batch is written or the queue is locked for good.
     Entries TakeNode() {
         Entries one;
-        {
-            const std::lock_guard<Mutex> lock(mutex_);
-            if (!spare_.empty()) {
-                one.splice(one.end(), spare_, spare_.begin());
-                return one;
-            }
+        if (const std::unique_lock<Mutex> lock(mutex_, std::try_to_lock);
+            lock.owns_lock() && !spare_.empty()) {
+            one.splice(one.end(), spare_, spare_.begin());
+            return one;
         }
         one.emplace_back();
         return one;

@@ -15,6 +15,7 @@ public:
     Mutex &operator=(const Mutex &) = delete;
 
     void lock() { pthread_mutex_lock(&mutex_); }
+    bool try_lock() { return pthread_mutex_trylock(&mutex_) == 0; }
     void unlock() { pthread_mutex_unlock(&mutex_); }
 
     bool TryLockFor(std::time_t seconds) {

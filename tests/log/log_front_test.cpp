@@ -194,6 +194,16 @@ TEST(LogDebug, OffDropsDebugMessagesAndEchoesNothing) {
     EXPECT_NE(0, access(kDatabase, F_OK));
 }
 
+TEST(LogDebug, OffDoesNotEvenFormatDebugMessages) {
+    int characters = -1;
+    log_init(0);
+    log_Text(kLogDebug, "abc%n", &characters);
+    log_DB(kLogDebug, "abc%n", &characters);
+    EXPECT_EQ(-1, characters);
+    log_Text(kLogInfo, "abc%n", &characters);
+    EXPECT_EQ(3, characters) << "other messages are formatted at once";
+}
+
 TEST(LogDebug, OnEchoesEveryMessageAsItIs) {
     EXPECT_EQ("debug text;debug db;info text;info db;", StandardErrorOf([] {
                   log_init(1);
