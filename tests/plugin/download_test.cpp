@@ -778,10 +778,11 @@ TEST_F(UpdateTest, WithoutZipAConfigurationFileIsLostAndReportedAsDone) {
 
 TEST(FileDigest, IsWrittenInLowerCase) {
     WriteFile("/tmp/f", "abc");
+    const auto before = ListFolder("/tmp");
     char digest[33];
     EXPECT_EQ(getfilemd5("/tmp/f", digest), digest);
     EXPECT_STREQ(digest, "900150983cd24fb0d6963f7d28e17f72");
-    EXPECT_THAT(ListFolder("/tmp"), ElementsAre("f")) << "the digest file must be gone";
+    EXPECT_EQ(ListFolder("/tmp"), before) << "the digest file must be gone";
 }
 
 TEST(FileDigest, OfAMissingFileIsEmpty) {
