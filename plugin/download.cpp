@@ -93,8 +93,8 @@ void *DownFile(void *) {
     DownloadSteps steps;
     const Cloud cloud = ReadCloud();
     std::vector<down_file_para> offers;
-    gPDownFile =
-        &offers;  // On purpose: never cleared; only the next thread reads it, after setting it.
+    // On purpose: never cleared; only the next thread reads it, after setting it.
+    gPDownFile = &offers;
     FetchOffers(cloud);
     for (const down_file_para &offer : offers) {
         steps.Next();

@@ -1,5 +1,6 @@
 #include "plugin/install_command.h"
 
+#include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -52,6 +53,15 @@ bool IsPlain(char character) {
            (byte >= '0' && byte <= '9') || std::strchr(kHarmlessMarks, byte) != nullptr;
 }
 
+/// Makes a descriptor the standard input of what is executed next.
+void UseAsInput(int descriptor) {
+    if (descriptor == STDIN_FILENO) {
+        fcntl(descriptor, F_SETFD, 0);  // a host without an input of its own: it is there already
+    } else {
+        dup2(descriptor, STDIN_FILENO);
+    }
+}
+
 }  // namespace
 
 bool IsPlainWord(const char *text) {
@@ -102,7 +112,7 @@ bool RunInShell(const char *command) {
     const pid_t child =
         vfork();  // NOLINT(clang-analyzer-security.insecureAPI.vfork): no copy of a big host
     if (child == 0) {
-        dup2(input, STDIN_FILENO);  // NOLINT(clang-analyzer-unix.Vfork): touches no memory
+        UseAsInput(input);  // NOLINT(clang-analyzer-unix.Vfork): touches no memory
         execl("/bin/sh", "sh", "-c", command, nullptr);
         _exit(127);
     }

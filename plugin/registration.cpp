@@ -13,42 +13,40 @@ using namespace corvenna;  // NOLINT(google-build-using-namespace): the stated n
 namespace {
 
 /// A POST reports 0 for a refused transfer too; registration goes by what the server said.
-int Announce(const Cloud &cloud, ST_FRAME_MEMORY_UPLOAD &request) {
+int Post(const Cloud &cloud, ST_FRAME_MEMORY_UPLOAD &request) {
     Outcome outcome;
     const int result = Send(cloud, request, &outcome);
     const bool accepted = outcome.transfer == 0 && (outcome.status == 200 || outcome.status == 201);
     return result == 0 && !accepted ? -1 : result;
 }
 
-}  // namespace
+using BodyBuilder = int (CPackMemory::*)(const char *format, char *out, int capacity);
+using UrlPrinter = void (*)(const Cloud &cloud, Url &url);
 
-int HTTP_POSTGateWayInfo() {
+/// Gateway and devices are announced alike.
+int Announce(BodyBuilder build, UrlPrinter printUrl) {
     const Cloud cloud = ReadCloud();
     ST_FRAME_MEMORY_UPLOAD request = MemoryRequest(cloud, "POST", IgnoreResponse);
-    if (!SetBodyLength(request, GetCPackMemoryInstance()->CreateGateWayInfoMemory(
-                                    cloud.settings.filetype, request.body, kBodyCapacity))) {
+    if (!SetBodyLength(request, (GetCPackMemoryInstance()->*build)(cloud.settings.filetype,
+                                                                   request.body, kBodyCapacity))) {
         return -1;
     }
-    PrintGatewayUrl(cloud, request.url);
-    // On purpose: the gateway's two messages speak of devices.
+    printUrl(cloud, request.url);
+    // On purpose: the gateway's two messages speak of devices too.
     log_Text(kLogInfo, "start post Devices info to %s", request.url);
-    const int result = Announce(cloud, request);
+    const int result = Post(cloud, request);
     log_Text(kLogInfo, "post Devices info to %s finish", request.url);
     return result;
 }
 
+}  // namespace
+
+int HTTP_POSTGateWayInfo() {
+    return Announce(&CPackMemory::CreateGateWayInfoMemory, PrintGatewayUrl);
+}
+
 int HTTP_POSTDevices() {
-    const Cloud cloud = ReadCloud();
-    ST_FRAME_MEMORY_UPLOAD request = MemoryRequest(cloud, "POST", IgnoreResponse);
-    if (!SetBodyLength(request, GetCPackMemoryInstance()->CreateDevicesMemory(
-                                    cloud.settings.filetype, request.body, kBodyCapacity))) {
-        return -1;
-    }
-    PrintDevicesUrl(cloud, request.url);
-    log_Text(kLogInfo, "start post Devices info to %s", request.url);
-    const int result = Announce(cloud, request);
-    log_Text(kLogInfo, "post Devices info to %s finish", request.url);
-    return result;
+    return Announce(&CPackMemory::CreateDevicesMemory, PrintDevicesUrl);
 }
 
 int PrePost(void) {

@@ -569,6 +569,50 @@ TEST_F(HostileOffer, NoDigestIsMadeOfAHostileName) {
     EXPECT_NE(access("/tmp/pwned", F_OK), 0);
 }
 
+TEST_F(HostileOffer, HostileWordsAreRefusedInXmlToo) {
+    ScriptedServer server;
+    Configure(server, {"xml", Protocol::kHttp, false});
+    const std::string good = "served all the same";
+    const std::string hostile = "a&#10;touch&#x20;/tmp/pwned";
+    server.Otherwise([&](const Request &request) {
+        if (request.path == kList && request.method == "GET") {
+            return Reply(200, OfferList({{"a", hostile, 0, ""},
+                                         {hostile, std::string(32, 'a'), 9, "/tmp/x"},
+                                         {"a", std::string(32, 'b'), 9, hostile},
+                                         {"good", Md5Of(good), 9, "/tmp/x"}},
+                                        "xml"));
+        }
+        return request.method == "GET" ? ReplyFile(good) : Reply(200);
+    });
+    RunDownload();
+    const std::vector<Request> requests = server.Requests();
+    ASSERT_EQ(requests.size(), 1U + 4 + 3 + 2);
+    EXPECT_EQ(requests[6].body, StatusBody(std::string(32, 'a'), 0, "xml"));
+    EXPECT_EQ(requests[7].body, StatusBody(std::string(32, 'b'), 0, "xml"));
+    EXPECT_EQ(ReadFile("/tmp/x/good"), good);
+    EXPECT_NE(access("/tmp/pwned", F_OK), 0);
+}
+
+TEST_F(DownloadTest, ADigestOf511CharactersIsCutAndAMismatch) {
+    const std::string digest(511, 'a');
+    offers_.push_back({"a.bin", digest, 9, "/tmp"});
+    files_.emplace_back("a.bin", "content");
+    RunDownload();
+    EXPECT_THAT(Statuses(server_),
+                ElementsAre(digest.substr(0, 63) + " 1", digest.substr(0, 63) + " 0"));
+    EXPECT_THAT(ListFolder(kCard), IsEmpty());
+}
+
+TEST_F(DownloadTest, ANameWithLineEndsAddsNoLinesToTheRequest) {
+    const std::string md5 = OfferFile("a.bin", "content");
+    offers_[0].file = R"(a.bin HTTP/1.1\r\nInjected: 1\r\n)";
+    RunDownload();
+    EXPECT_THAT(Statuses(server_), ElementsAre(md5 + " 1", md5 + " 0"));
+    for (const Request &request : server_.Requests()) {
+        EXPECT_FALSE(request.HasHeader("Injected"));
+    }
+}
+
 TEST_F(DownloadTest, OrdinaryTextsAreServed) {
     const std::string nonAscii = "größe-文件.bin";
     ASSERT_EQ(mkdir("/tmp/x", 0755), 0);

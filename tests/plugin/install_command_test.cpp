@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <string>
 #include <vector>
@@ -123,6 +124,12 @@ TEST(Shell, AFailingCommandIsNotLookedAt) {
 TEST(Shell, CommandsFindTheEndOfTheirInput) {
     EXPECT_TRUE(RunInShell("if read -r line; then echo asked; else echo ended; fi > /tmp/out"));
     EXPECT_EQ(ReadFile("/tmp/out"), "ended\n");
+}
+
+TEST(Shell, CommandsOfAHostWithoutAnInputFindOneAllTheSame) {
+    ASSERT_EQ(close(STDIN_FILENO), 0);
+    EXPECT_TRUE(RunInShell("readlink /proc/self/fd/0 > /tmp/out"));
+    EXPECT_EQ(ReadFile("/tmp/out"), "/dev/null\n");
 }
 
 }  // namespace

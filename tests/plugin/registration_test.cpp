@@ -18,8 +18,6 @@ namespace {
 
 using testing::Contains;
 using testing::ElementsAre;
-using testing::EndsWith;
-using testing::IsEmpty;
 using testing::StartsWith;
 
 class RegistrationTest : public testing::TestWithParam<Wire> {
@@ -146,6 +144,22 @@ TEST(Registration, AnUnknownFormatMakesNoRequest) {
     EXPECT_EQ(PrePost(), -1);
     EXPECT_EQ(server.Connections(), 0);
     EXPECT_EQ(log.Text().back(), (LogEntry{5, "Post GateWay failed\n"}));
+}
+
+TEST(Registration, ADeviceListThatDoesNotFitIsCutAndSent) {
+    ScriptedServer server;
+    Configure(server);
+    MAP_CHANNEL_POINT *points = nullptr;
+    GetCChannelSetInstance()->GetAttr(&points);
+    for (int channel = 0; channel < 9; ++channel) {
+        for (int device = 0; device < 200; ++device) {
+            (*points)[static_cast<std::uint8_t>(channel)][static_cast<std::uint8_t>(device)];
+        }
+    }
+    const LogCapture log;
+    EXPECT_EQ(HTTP_POSTDevices(), 0);
+    EXPECT_EQ(server.Requests()[0].body.size(), 20478U);
+    EXPECT_EQ(log.Text().front().level, 5);
 }
 
 TEST(Registration, NoServerFails) {
