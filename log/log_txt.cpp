@@ -207,11 +207,11 @@ int CLogTxt::GetFirstLogTxt(char *name, unsigned char capacity) {
 int CLogTxt::CheckSizeAndClear() {
     char name[128] = "";
     const int count = GetFirstLogTxt(name, sizeof name);
-    if (count > fileCap_) {
-        // On purpose: by month and day alone. After New Year the new year's files go first.
-        unlink(name);
+    if (count <= fileCap_) {
+        return count < 0 ? -1 : 0;
     }
-    return count;
+    // On purpose: by month and day alone. After New Year the new year's files go first.
+    return unlink(name);
 }
 
 void CLogTxt::Start() {

@@ -77,7 +77,7 @@ public:
     int GetFirstLogTxt(char *name, unsigned char capacity);
 
     /// Deletes the oldest day file when there are more than five.
-    /// @return the number of day files found, -1 when the directory cannot be opened.
+    /// @return 0; -1 when the directory cannot be opened or the file cannot be deleted.
     int CheckSizeAndClear();
 
     // For Singleton: starts the writer thread; writes what is queued at the end of the process.

@@ -2,35 +2,14 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <chrono>
 #include <cstdarg>
-#include <ctime>
 #include <future>
 #include <mutex>
 #include <thread>
 
 #include "log/log_database.h"
-
-namespace {
-
-std::atomic<std::promise<void> *> gTimeAsked{nullptr};
-
-}  // namespace
-
-extern "C" {
-
-std::time_t __real_time(std::time_t *result);
-std::time_t __wrap_time(std::time_t *result);
-
-/// Tells whoever waits for it that the time has been asked for.
-std::time_t __wrap_time(std::time_t *result) {
-    if (std::promise<void> *asked = gTimeAsked.exchange(nullptr)) {
-        asked->set_value();
-    }
-    return __real_time(result);
-}
-}
+#include "tests/log/clock.h"
 
 namespace corvenna::test {
 namespace {
@@ -46,11 +25,9 @@ __attribute__((format(printf, 2, 3))) void AppendEchoed(Queue &queue, const char
 
 TEST(LogQueue, AMessageIsEchoedAndStampedBeforeItWaitsForAWriter) {
     Queue queue;
-    std::promise<void> asked;
-    std::future<void> stamped = asked.get_future();
     testing::internal::CaptureStderr();
     std::unique_lock<Mutex> writer(queue.Lock());
-    gTimeAsked = &asked;
+    const std::future<void> stamped = NextTimeAsked();
     std::thread caller([&] { AppendEchoed(queue, "message %d", 7); });
     EXPECT_EQ(std::future_status::ready, stamped.wait_for(std::chrono::seconds(10)));
     EXPECT_EQ("message 7", testing::internal::GetCapturedStderr());

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/log/clock.h"
 #include "tests/support/capture_stdout.h"
 #include "tests/support/files.h"
 
@@ -68,6 +69,33 @@ TEST(LogTxt, TheFileIsNamedAfterTodayWhateverTheEntriesSay) {
     CLogTxt sink;
     EXPECT_EQ(0, Write(sink, {Node("queued long ago")}));
     EXPECT_EQ(std::vector<std::string>{Today().substr(sizeof kFolder)}, ListFolder(kFolder));
+}
+
+std::time_t Local(int year, int month, int day, int hour, int minute, int second) {
+    std::tm time{};
+    time.tm_year = year - 1900;
+    time.tm_mon = month - 1;
+    time.tm_mday = day;
+    time.tm_hour = hour;
+    time.tm_min = minute;
+    time.tm_sec = second;
+    time.tm_isdst = -1;
+    return std::mktime(&time);
+}
+
+TEST(LogTxt, AMessageFromBeforeMidnightLandsInTheNewDaysFileWithItsOldDate) {
+    ClockAt clock(Local(2024, 3, 4, 23, 59, 59));
+    {
+        CLogTxt sink;
+        sink.InsertLog("INFO", "before");
+        clock.Set(Local(2024, 3, 5, 0, 0, 2));
+        sink.InsertLog("INFO", "after");
+    }
+    EXPECT_EQ(std::vector<std::string>{"0305_log.txt"}, ListFolder(kFolder));
+    EXPECT_EQ(
+        "2024-03-04 23:59:59 logType:INFO\n before\n"
+        "2024-03-05 00:00:02 logType:INFO\n after\n",
+        ReadFile("/tmp/CloudLog/0305_log.txt"));
 }
 
 TEST(LogTxt, TheFileIsForItsOwnersEyesOnly) {
@@ -162,7 +190,7 @@ void MakeDayFiles(const std::vector<int> &numbers) {
 TEST(DayFiles, OfSixTheOneWithTheSmallestNumberGoes) {
     MakeDayFiles({315, 314, 313, 312, 311, 310});
     CLogTxt sink;
-    EXPECT_EQ(6, sink.CheckSizeAndClear());
+    EXPECT_EQ(0, sink.CheckSizeAndClear());
     EXPECT_EQ((std::vector<std::string>{DayNumber(311), DayNumber(312), DayNumber(313),
                                         DayNumber(314), DayNumber(315)}),
               ListFolder(kFolder));
@@ -171,14 +199,14 @@ TEST(DayFiles, OfSixTheOneWithTheSmallestNumberGoes) {
 TEST(DayFiles, FiveStay) {
     MakeDayFiles({311, 312, 313, 314, 315});
     CLogTxt sink;
-    EXPECT_EQ(5, sink.CheckSizeAndClear());
+    EXPECT_EQ(0, sink.CheckSizeAndClear());
     EXPECT_EQ(5U, ListFolder(kFolder).size());
 }
 
 TEST(DayFiles, OneGoesAtATime) {
     MakeDayFiles({101, 102, 103, 104, 105, 106, 107, 108});
     CLogTxt sink;
-    EXPECT_EQ(8, sink.CheckSizeAndClear());
+    EXPECT_EQ(0, sink.CheckSizeAndClear());
     EXPECT_EQ(7U, ListFolder(kFolder).size());
 }
 
@@ -189,6 +217,15 @@ TEST(DayFiles, AfterNewYearTheNewYearsFilesGoFirst) {
     EXPECT_EQ((std::vector<std::string>{DayNumber(102), DayNumber(1228), DayNumber(1229),
                                         DayNumber(1230), DayNumber(1231)}),
               ListFolder(kFolder));
+}
+
+TEST(DayFiles, ClearingFailsWithoutADirectoryAndWhereNothingCanBeDeleted) {
+    CLogTxt sink;
+    EXPECT_EQ(-1, sink.CheckSizeAndClear());
+    MakeDayFiles({2, 3, 4, 5, 6});
+    mkdir("/tmp/CloudLog/0001_log.txt", 0755);
+    EXPECT_EQ(-1, sink.CheckSizeAndClear());
+    EXPECT_EQ(6U, ListFolder(kFolder).size());
 }
 
 TEST(DayFiles, AWriteClearsAfterwards) {

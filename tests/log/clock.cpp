@@ -1,0 +1,57 @@
+#include "tests/log/clock.h"
+
+#include <atomic>
+#include <mutex>
+#include <optional>
+
+namespace {
+
+std::mutex gMutex;
+std::optional<std::time_t> gNow;
+std::optional<std::promise<void>> gAsked;
+
+}  // namespace
+
+extern "C" {
+
+std::time_t __real_time(std::time_t *result);
+std::time_t __wrap_time(std::time_t *result);
+
+std::time_t __wrap_time(std::time_t *result) {
+    const std::lock_guard<std::mutex> lock(gMutex);
+    if (gAsked) {
+        gAsked->set_value();
+        gAsked.reset();
+    }
+    if (!gNow) {
+        return __real_time(result);
+    }
+    if (result != nullptr) {
+        *result = *gNow;
+    }
+    return *gNow;
+}
+}
+
+namespace corvenna::test {
+
+ClockAt::ClockAt(std::time_t now) {
+    Set(now);
+}
+
+ClockAt::~ClockAt() {
+    const std::lock_guard<std::mutex> lock(gMutex);
+    gNow.reset();
+}
+
+void ClockAt::Set(std::time_t now) {
+    const std::lock_guard<std::mutex> lock(gMutex);
+    gNow = now;
+}
+
+std::future<void> NextTimeAsked() {
+    const std::lock_guard<std::mutex> lock(gMutex);
+    return gAsked.emplace().get_future();
+}
+
+}  // namespace corvenna::test

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <ctime>
+#include <future>
+
+namespace corvenna::test {
+
+/// Sets what time() tells, for as long as it lives. Needs a test program linked with WRAP time.
+class ClockAt {
+public:
+    explicit ClockAt(std::time_t now);
+    ~ClockAt();
+    ClockAt(const ClockAt &) = delete;
+    ClockAt &operator=(const ClockAt &) = delete;
+
+    void Set(std::time_t now);
+};
+
+/// A future that is ready once any thread has asked for the time. One at a time.
+std::future<void> NextTimeAsked();
+
+}  // namespace corvenna::test
