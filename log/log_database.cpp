@@ -3,6 +3,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <climits>
 #include <cstdio>
 #include <cstring>
 #include <mutex>
@@ -31,6 +33,7 @@ constexpr unsigned kWriterPauseSeconds = 5;
 constexpr int kAttempts = 20;
 constexpr useconds_t kLockedPauseMicroseconds = 200000;
 constexpr std::time_t kFinishSeconds = 10;
+constexpr int kFinishPauses = kFinishSeconds * 1000000 / kLockedPauseMicroseconds;
 
 bool Exists(const char *path) {
     return access(path, F_OK) == 0;
@@ -55,7 +58,8 @@ bool Execute(sqlite3 *database, const char *sql) {
 }
 
 /// Waits for a reader to let go of the database; gives up on any other error.
-bool ExecutePatiently(sqlite3 *database, const char *sql) {
+/// @param pauses how many the batch has left.
+bool ExecutePatiently(sqlite3 *database, const char *sql, int &pauses) {
     for (int attempt = 1;; ++attempt) {
         SqliteMessage message;
         if (Execute(database, sql, message) == SQLITE_OK) {
@@ -63,9 +67,10 @@ bool ExecutePatiently(sqlite3 *database, const char *sql) {
         }
         const bool locked =
             message != nullptr && std::strstr(message.get(), "database is locked") != nullptr;
-        if (!locked || attempt == kAttempts) {
+        if (!locked || attempt == kAttempts || pauses == 0) {
             return false;
         }
+        --pauses;
         usleep(kLockedPauseMicroseconds);
     }
 }
@@ -77,7 +82,7 @@ bool HasDoubleQuote(const ST_LOG_NODE &entry) {
            std::strchr(entry.log_Desc, '"') != nullptr;
 }
 
-void InsertRow(sqlite3 *database, const ST_LOG_NODE &entry) {
+void InsertRow(sqlite3 *database, const ST_LOG_NODE &entry, int &pauses) {
     // On purpose: texts are not escaped, and an entry with a double quote is lost. Ours: it is not
     // even handed to SQLite, where it could end the statement and begin another.
     if (HasDoubleQuote(entry)) {
@@ -88,7 +93,7 @@ void InsertRow(sqlite3 *database, const ST_LOG_NODE &entry) {
                                 "INSERT INTO log_tbl(RecordDate, RecordTime, log_Type, log_Desc) "
                                 "VALUES(\"%s\",\"%s\",\"%s\",\"%s\")",
                                 entry.RecordDate, entry.RecordTime, entry.log_Type, entry.log_Desc);
-    ExecutePatiently(database, statement);
+    ExecutePatiently(database, statement, pauses);
 }
 
 void *RunWriter(void *self) {
@@ -139,7 +144,7 @@ int CLogDatabase::WriteLog(std::list<ST_LOG_NODE> *queue) {
     if (queue->empty()) {
         return -1;
     }
-    if (!WriteBatch(*queue, queueLock)) {
+    if (!WriteBatch(*queue, queueLock, INT_MAX)) {
         // On purpose: the queue stays locked when the database cannot be made or opened; the sink
         // and all later callers of log_DB block.
         leftLocked_ = true;
@@ -149,7 +154,8 @@ int CLogDatabase::WriteLog(std::list<ST_LOG_NODE> *queue) {
     return 0;
 }
 
-bool CLogDatabase::WriteBatch(std::list<ST_LOG_NODE> &queue, std::unique_lock<Mutex> &queueLock) {
+bool CLogDatabase::WriteBatch(std::list<ST_LOG_NODE> &queue, std::unique_lock<Mutex> &queueLock,
+                              int pauses) {
     const auto count = static_cast<int>(queue.size());
     if (!Exists(kDatabase) && LogTableCreate(nullptr) != 0) {
         return false;
@@ -166,10 +172,10 @@ bool CLogDatabase::WriteBatch(std::list<ST_LOG_NODE> &queue, std::unique_lock<Mu
     CheckSizeAndClear(database.get(), kTable, cap_, count);
     Execute(database.get(), "BEGIN TRANSACTION;");
     for (int i = 0; i < count; ++i) {
-        InsertRow(database.get(), queue.front());
+        InsertRow(database.get(), queue.front(), pauses);
         queue_.Retire(queue);
     }
-    ExecutePatiently(database.get(), "COMMIT TRANSACTION;");
+    ExecutePatiently(database.get(), "COMMIT TRANSACTION;", pauses);
     database.reset();
     queueLock.unlock();
     return true;
@@ -208,14 +214,14 @@ int CLogDatabase::GetTableSize(sqlite3 *database, const char *table) {
 }
 
 void CLogDatabase::CheckSizeAndClear(sqlite3 *database, const char *table, int cap, int incoming) {
-    const int excess = incoming - cap + GetTableSize(database, table);
+    const auto excess = static_cast<long long>(incoming) - cap + GetTableSize(database, table);
     if (excess <= 0) {
         return;
     }
     char statement[255];
     PrintText<sizeof statement>(
         statement, "DELETE from %s where Pid in (select Pid from %s order by Pid limit %d)", table,
-        table, excess);
+        table, static_cast<int>(std::min<long long>(excess, INT_MAX)));
     Execute(database, statement);
 }
 
@@ -225,13 +231,13 @@ void CLogDatabase::Start() {
 }
 
 void CLogDatabase::Finish() {
-    // Ours: nothing is lost at an orderly end, and nothing waits on a mutex that is locked for
-    // good.
+    // Ours: nothing is lost at an orderly end, but nothing waits on a mutex that is locked for
+    // good, and a database that somebody keeps locked does not hold up the end entry by entry.
     if (leftLocked_ || !queue_.Lock().TryLockFor(kFinishSeconds)) {
         return;
     }
     std::unique_lock<Mutex> queueLock(queue_.Lock(), std::adopt_lock);
     if (!queue_.All().empty()) {
-        WriteBatch(queue_.All(), queueLock);
+        WriteBatch(queue_.All(), queueLock, kFinishPauses);
     }
 }

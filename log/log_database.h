@@ -86,7 +86,8 @@ public:
     void Finish();
 
 private:
-    bool WriteBatch(std::list<ST_LOG_NODE> &queue, std::unique_lock<corvenna::Mutex> &queueLock);
+    bool WriteBatch(std::list<ST_LOG_NODE> &queue, std::unique_lock<corvenna::Mutex> &queueLock,
+                    int pauses);
 
     pthread_t thread_{};
     corvenna::Mutex databaseMutex_;

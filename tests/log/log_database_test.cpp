@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <climits>
 #include <cstring>
 #include <future>
 #include <memory>
@@ -184,6 +185,16 @@ TEST(LogDatabase, ClearingDeletesTheExcessAlone) {
     EXPECT_EQ((std::vector<std::string>{"4", "5", "6", "7", "8", "9", "10"}), Texts());
 }
 
+TEST(LogDatabase, AnyCapAndAnyNumberOfEntriesMakeAStatement) {
+    FillTable(3);
+    const Database database = OpenDatabase();
+    CLogDatabase sink;
+    sink.CheckSizeAndClear(database.get(), "log_tbl", INT_MAX, INT_MIN);
+    EXPECT_EQ(3, sink.GetTableSize(database.get(), "log_tbl"));
+    sink.CheckSizeAndClear(database.get(), "log_tbl", INT_MIN, INT_MAX);
+    EXPECT_EQ(0, sink.GetTableSize(database.get(), "log_tbl"));
+}
+
 TEST(LogDatabase, ADeletedFileIsMadeAgain) {
     CLogDatabase sink;
     sink.Init();
@@ -306,6 +317,21 @@ TEST(LogDatabase, TheDestructorWritesWhatIsQueued) {
         EXPECT_EQ(0, sink.InsertLog("INFO", "last words"));
     }
     EXPECT_EQ(std::vector<std::string>{"last words"}, Texts());
+}
+
+TEST(LogDatabase, TheDestructorWaitsTenSecondsAtMostForALockedDatabase) {
+    FillTable(1);
+    const Database reader = OpenDatabase();
+    Execute(reader.get(), "BEGIN EXCLUSIVE");
+    const PauseRecorder pauses;
+    Printed([] {
+        CLogDatabase sink;
+        sink.LogMaxItemSet(100);
+        for (int i = 0; i < 10; ++i) {
+            sink.InsertLog("INFO", "lost");
+        }
+    });
+    EXPECT_EQ(std::vector<unsigned>(50, 200000U), pauses.Microseconds());
 }
 
 TEST(LogDatabase, NullTextsAreEmpty) {
