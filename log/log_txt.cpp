@@ -128,6 +128,7 @@ int CLogTxt::WriteBatch(std::list<ST_TXT_LOG_NODE> &queue, std::unique_lock<Mute
     NameDayFile(name);
     const std::lock_guard<Mutex> fileLock(fileMutex_);
     // On purpose: 0400. The process runs as the superuser, who can append to such a file again.
+    // Ours: O_CLOEXEC, so that no shell of an installation inherits it.
     FileDescriptor file(open(name, O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC, 0400));
     if (file.Get() < 0) {
         std::printf("Open %s failed\n", name);

@@ -82,6 +82,16 @@ TEST(LogDatabase, TheDirectoryIsMadeForPassingThroughOnly) {
     EXPECT_EQ(0100U, status.st_mode & 07777U);
 }
 
+TEST(LogDatabase, ATableThatCannotBeMadeCanBeMadeLater) {
+    WriteFile("/tmp/CloudLog", "a file where the directory should be");
+    CLogDatabase sink;
+    EXPECT_EQ(-1, sink.LogTableCreate(nullptr));
+    EXPECT_EQ(-1, sink.LogTableCreate(nullptr)) << "no mutex is left locked";
+    ASSERT_EQ(0, unlink("/tmp/CloudLog"));
+    EXPECT_EQ(0, sink.LogTableCreate(nullptr));
+    EXPECT_EQ(std::vector<std::string>{"log_tbl"}, Query("SELECT name FROM sqlite_master"));
+}
+
 TEST(LogDatabase, AnExistingFileIsLeftAlone) {
     WriteFile(kDatabase, "something else");
     CLogDatabase sink;
@@ -94,6 +104,15 @@ TEST(LogDatabase, AnEmptyQueueLeavesTheDatabaseUntouched) {
     EXPECT_EQ(-1, Write(sink, {}));
     EXPECT_EQ(-1, sink.WriteLog(nullptr));
     EXPECT_TRUE(ListFolder("/tmp/CloudLog").empty());
+}
+
+TEST(LogDatabase, AnEmptyQueueDoesNotEvenOpenTheDatabase) {
+    mkdir("/tmp/CloudLog", 0755);
+    mkdir(kDatabase, 0755);  // could not be opened
+    CLogDatabase sink;
+    EXPECT_EQ("", Printed([&] { EXPECT_EQ(-1, Write(sink, {})); }));
+    EXPECT_EQ(0, sink.InsertLog("INFO", "the queue is not left locked"));
+    rmdir(kDatabase);
 }
 
 TEST(LogDatabase, AMessageWithADoubleQuoteIsNotStored) {
@@ -300,6 +319,8 @@ TEST(LogDatabase, AFileThatCannotBeOpenedIsPrintedAndLeavesTheQueueLocked) {
     EXPECT_EQ("Open database(/tmp/CloudLog/Cloudlog.db) failed: unable to open database file\n",
               Printed([&] { EXPECT_EQ(-1, sink->WriteLog(&queue)); }));
     EXPECT_FALSE(InsertReturns(*sink));
+    ASSERT_EQ(0, rmdir(kDatabase));
+    EXPECT_EQ(0, sink->LogTableCreate(nullptr)) << "the database's own mutex is free";
     LeaveTheCallerWaiting();
 }
 

@@ -4,6 +4,8 @@
 
 #include <cerrno>
 #include <chrono>
+#include <future>
+#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -21,6 +23,11 @@ namespace {
 std::vector<std::size_t> gStacks;
 std::vector<int> gDetachStates;
 bool gRefuseThreads = false;
+
+std::mutex gSleepMutex;
+std::vector<unsigned> gSleeps;
+std::promise<void> gTwoSleep;
+bool gHoldSleepers = false;
 
 }  // namespace
 
@@ -41,6 +48,26 @@ int __wrap_pthread_create(pthread_t *thread, const pthread_attr_t *attributes,
         gDetachStates.push_back(state);
     }
     return gRefuseThreads ? EAGAIN : __real_pthread_create(thread, attributes, body, argument);
+}
+
+unsigned __real_sleep(unsigned seconds);
+unsigned __wrap_sleep(unsigned seconds);
+
+/// Notes how long the writers sleep, and never wakes them, when told to.
+unsigned __wrap_sleep(unsigned seconds) {
+    if (!gHoldSleepers) {
+        return __real_sleep(seconds);
+    }
+    {
+        const std::lock_guard<std::mutex> lock(gSleepMutex);
+        gSleeps.push_back(seconds);
+        if (gSleeps.size() == 2) {
+            gTwoSleep.set_value();
+        }
+    }
+    for (;;) {
+        pause();
+    }
 }
 }
 
@@ -95,6 +122,15 @@ TEST(LogInit, KeepsSinksWhoseThreadsCannotBeMade) {
               }));
     EXPECT_EQ(std::vector<std::string>{"in the database"}, Query("SELECT log_Desc FROM log_tbl"));
     EXPECT_NE(std::string::npos, AllText().find(" in the file\n"));
+}
+
+TEST(LogInit, TheWritersSleepFiveSecondsBetweenTheirRounds) {
+    gHoldSleepers = true;
+    std::future<void> bothSleep = gTwoSleep.get_future();
+    log_init(0);
+    ASSERT_EQ(std::future_status::ready, bothSleep.wait_for(std::chrono::seconds(30)));
+    const std::lock_guard<std::mutex> lock(gSleepMutex);
+    EXPECT_EQ(std::vector<unsigned>(2, 5U), gSleeps);
 }
 
 TEST(LogInit, SetsTheRowCap) {
@@ -162,6 +198,19 @@ TEST(Log, MessagesAreCutAtTheirLimits) {
               }));
     EXPECT_EQ((std::vector<std::string>{"253", "254", "254", "254", "254"}),
               Query("SELECT length(log_Desc) FROM log_tbl ORDER BY Pid"));
+}
+
+TEST(Log, ADatabaseMessageOf300CharactersKeepsItsFirst254) {
+    std::string text;
+    while (text.size() < 300) {
+        text += std::to_string(text.size()) + ' ';
+    }
+    text.resize(300);
+    EXPECT_EQ(0, RunAsProcess([&text] {
+                  log_init(0);
+                  log_DB(kLogInfo, "%s", text.c_str());
+              }));
+    EXPECT_EQ(std::vector<std::string>{text.substr(0, 254)}, Query("SELECT log_Desc FROM log_tbl"));
 }
 
 TEST(Log, AStoredTextKeeps2046CharactersBeforeItsLineIsCut) {
