@@ -122,13 +122,13 @@ int PutFile(const char *md5, int status) {
 }
 
 int DealDownFile(const down_file_para *file, const char *local) {
-    if (!AreInstallWordsPlain(*file) || !IsPlainWord(local)) {
+    const std::optional<ShellCommand> command = InstallCommand(*file, local);
+    if (command && !(AreInstallWordsPlain(*file) && IsPlainWord(local))) {
         log_Text(kLogError, "down file %s not installed", local);
         return -1;
     }
     unlink("/media/mmcblk0p1/update.vpk");
     const int unlinked = unlink("/media/mmcblk0p1/update.xml");
-    const std::optional<ShellCommand> command = InstallCommand(*file, local);
     if (!command) {
         return unlinked;
     }

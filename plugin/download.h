@@ -11,8 +11,10 @@ void *DownFile(void *unused);
 /// @return the transport's result, -1 when no body could be built.
 int PutFile(const char *md5, int status);
 
-/// Hands a verified local file on by its type and deletes it.
-/// @return the result of the last deletion.
+/// Hands a verified local file on by its type and deletes it. A type for which there is no command
+/// leaves it where it is. What an earlier update left on the card goes too.
+/// @return the result of the last deletion; -1 when a text that the command would hold is no plain
+///         word to the shell (logged; nothing is deleted or run then).
 int DealDownFile(const down_file_para *file, const char *local);
 
 /// Writes the 32 lower-case hexadecimal digits of a file's MD5 sum into `out` (33 bytes at least);

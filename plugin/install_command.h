@@ -29,7 +29,7 @@ bool AreInstallWordsPlain(const down_file_para &offer);
 ShellCommand DigestCommand(const char *file, const char *digestFile);
 
 /// Hands a verified local file on, by the offer's type; nothing for a type without a command.
-/// All words must be plain.
+/// To be run only when all its words are plain.
 std::optional<ShellCommand> InstallCommand(const down_file_para &offer, const char *local);
 
 /// Runs a command and waits for a child of the process to end. What became of the command is not

@@ -21,7 +21,6 @@ namespace {
 using testing::Contains;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
-using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 
@@ -306,7 +305,7 @@ std::string MakePackage(const std::string &vpk) {
     WriteFile("/tmp/make/update.vpk", vpk);
     WriteFile("/tmp/make/update.xml", kDescription);
     RunCommand("cd /tmp/make && zip -q package.zip update.vpk update.xml");
-    const std::string package = ReadFile("/tmp/make/package.zip");
+    std::string package = ReadFile("/tmp/make/package.zip");
     RunCommand("rm -r /tmp/make");
     return package;
 }
@@ -785,7 +784,7 @@ void HideTools(const std::vector<std::string> &hidden) {
     for (const std::string tool :
          {"md5sum", "unzip", "zip", "awk", "sed", "ls", "mv", "cp", "touch"}) {
         if (std::find(hidden.begin(), hidden.end(), tool) == hidden.end()) {
-            RunCommand("ln -s $(command -v " + tool + ") /tmp/bin/" + tool);
+            RunCommand("ln -s $(command -v " + tool + ") /tmp/bin/");
         }
     }
     ASSERT_EQ(setenv("PATH", "/tmp/bin", 1), 0);
@@ -865,6 +864,15 @@ TEST(Install, APlainFileIsCopiedAndTheLocalOneDeleted) {
     EXPECT_EQ(ReadFile("/quorvane/b.bin"), "content");
     EXPECT_NE(access("/tmp/local", F_OK), 0);
     EXPECT_EQ(DealDownFile(&offer, "/tmp/local"), -1) << "nothing left to delete";
+}
+
+TEST(Install, AnIgnoredTypeNeedsNoPlainWords) {
+    down_file_para offer = PlainFile("a b", "$(touch /tmp/pwned)");
+    offer.type = 5;
+    WriteFile("/media/mmcblk0p1/update.xml", "");
+    EXPECT_EQ(DealDownFile(&offer, "/tmp/local file"), 0);
+    EXPECT_THAT(ListFolder(kCard), IsEmpty());
+    EXPECT_NE(access("/tmp/pwned", F_OK), 0);
 }
 
 TEST(Install, AnIgnoredTypeGivesTheResultOfTheEarlierDeletions) {
