@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdarg>
 #include <cstddef>
 #include <cstdio>
@@ -52,6 +53,7 @@ public:
     void Retire(Entries &queue) {
         if (spare_.size() < kSpareNodes) {
             spare_.splice(spare_.begin(), queue, queue.begin());
+            hasSpare_.store(true, std::memory_order_relaxed);
         } else {
             queue.pop_front();
         }
@@ -63,16 +65,28 @@ public:
 private:
     static constexpr std::size_t kSpareNodes = 64;
 
+    /// Makes a node in place without clearing it, which would cost as much as the rest of an
+    /// allocation: every field is written before it is read.
+    struct Uncleared {
+        operator Node() const {
+            Node node;
+            return node;
+        }
+    };
+
     /// Does not wait: a message is formatted, echoed and stamped when it is logged, even while a
     /// batch is written or the queue is locked for good.
     Entries TakeNode() {
         Entries one;
-        if (const std::unique_lock<Mutex> lock(mutex_, std::try_to_lock);
-            lock.owns_lock() && !spare_.empty()) {
-            one.splice(one.end(), spare_, spare_.begin());
-            return one;
+        if (hasSpare_.load(std::memory_order_relaxed)) {
+            const std::unique_lock<Mutex> lock(mutex_, std::try_to_lock);
+            if (lock.owns_lock() && !spare_.empty()) {
+                one.splice(one.end(), spare_, spare_.begin());
+                hasSpare_.store(!spare_.empty(), std::memory_order_relaxed);
+                return one;
+            }
         }
-        one.emplace_back();
+        one.emplace_back(Uncleared());
         return one;
     }
 
@@ -89,6 +103,7 @@ private:
     Mutex mutex_;
     Entries entries_;
     Entries spare_;
+    std::atomic<bool> hasSpare_{false};  // may be out of date, which costs a lock or an allocation
 };
 
 }  // namespace corvenna

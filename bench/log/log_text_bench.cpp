@@ -48,6 +48,12 @@ void OursPrepare(unsigned /*size*/) {
     sink.Finish();
 }
 
+/// Leaves none: more messages in five seconds than nodes are kept for.
+void OursAheadOfTheWriterPrepare(unsigned /*size*/) {
+    Singleton<CLogTxt>::Instance().Init();
+    log_Text(kLogInfo, kFormat, kPath, kUrl);
+}
+
 void BarePrint() {
     for (int i = 0; i < kMessages; ++i) {
         char text[2048];
@@ -132,6 +138,7 @@ int main(int argc, char **argv) {
     return corvenna::bench::CostMain(argc, argv, 1,
                                      {
                                          {"log_Text", OursPrepare, Ours},
+                                         {"log_Text_new_nodes", OursAheadOfTheWriterPrepare, Ours},
                                          {"bare_snprintf", BarePrepare, BarePrint},
                                          {"straightforward", StraightPrepare, Straight},
 #ifdef CORVENNA_WITH_SPDLOG
