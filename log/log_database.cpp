@@ -25,8 +25,9 @@ constexpr char kDirectory[] = "/tmp/CloudLog";
 constexpr char kDatabase[] = "/tmp/CloudLog/Cloudlog.db";
 constexpr char kTable[] = "log_tbl";
 constexpr char kColumns[] =
-    "log_tbl(Pid INTEGER PRIMARY KEY, RecordDate DATE, RecordTime TIME, log_Type TEXT, log_Desc "
-    "TEXT)";
+    R"(log_tbl(Pid INTEGER PRIMARY KEY, RecordDate DATE, RecordTime TIME, log_Type TEXT, log_Desc TEXT))";
+constexpr char kInsert[] =
+    R"(INSERT INTO log_tbl(RecordDate, RecordTime, log_Type, log_Desc) VALUES("%s","%s","%s","%s"))";
 
 constexpr int kRowCap = 10000;
 constexpr unsigned kWriterPauseSeconds = 5;
@@ -89,10 +90,8 @@ void InsertRow(sqlite3 *database, const ST_LOG_NODE &entry, int &pauses) {
         return;
     }
     char statement[1024];
-    PrintText<sizeof statement>(statement,
-                                "INSERT INTO log_tbl(RecordDate, RecordTime, log_Type, log_Desc) "
-                                "VALUES(\"%s\",\"%s\",\"%s\",\"%s\")",
-                                entry.RecordDate, entry.RecordTime, entry.log_Type, entry.log_Desc);
+    PrintText<sizeof statement>(statement, kInsert, entry.RecordDate, entry.RecordTime,
+                                entry.log_Type, entry.log_Desc);
     ExecutePatiently(database, statement, pauses);
 }
 

@@ -81,8 +81,9 @@ int Init(Interval_info *info) {
     // type.
     std::memcpy(static_cast<void *>(info), &schedule, sizeof schedule);
     log_Text(kLogInfo,
-             "realdata timeinv = %d,alarm timeinv = %d,heartbeat timeinv = %d,checkfail timeinv = "
-             "%d,recall timeinv = %d",
+             // clang-format off
+             "realdata timeinv = %d,alarm timeinv = %d,heartbeat timeinv = %d,checkfail timeinv = %d,recall timeinv = %d",
+             // clang-format on
              schedule.RealDataInv, schedule.AlarmDataInv, schedule.HeartBeatInv,
              schedule.CheckFailInv, schedule.RecallInv);
     pthread_mutex_init(&down_file_mutex, nullptr);
