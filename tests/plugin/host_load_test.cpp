@@ -1,5 +1,6 @@
 // Hosts at work: many calls at once, and many lives of one process after the other.
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sqlite3.h>
@@ -9,6 +10,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <memory>
 #include <string>
@@ -259,6 +261,35 @@ TEST(HostLives, AProcessMayEndWhileADownloadRuns) {
             ++next;
         }
     }
+}
+
+/// Ends while the download thread waits for a shell command.
+int EndDuringACommand() {
+    setenv("PATH", "/tmp/bin:/usr/bin:/bin", 1);
+    const int result = EndDuringADownload();
+    if (result != 0) {
+        return result;
+    }
+    const File begun(std::fopen("/tmp/begun", "r"));  // opens when the command has begun
+    return begun != nullptr ? 0 : 3;
+}
+
+TEST(HostLives, AProcessMayEndWhileACommandRuns) {
+    const auto lives = Lives(1, EndDuringACommand);
+    ScriptedServer server;
+    server.Otherwise([](const Request &request) {
+        return request.method == "POST" ? Reply(426) : Reply(200, BusyOffers("content"));
+    });
+    GatewayOn(server.Port()).Write();
+    ASSERT_EQ(mkfifo("/tmp/begun", 0600), 0);
+    ASSERT_EQ(mkfifo("/tmp/held", 0600), 0);
+    const int held = open("/tmp/held", O_RDWR | O_CLOEXEC);
+    ASSERT_GE(held, 0);
+    WriteFile("/tmp/bin/md5sum",
+              "#!/bin/sh\nexec 3< /tmp/held\n: > /tmp/begun\nread -r line <&3\n");
+    ASSERT_EQ(chmod("/tmp/bin/md5sum", 0755), 0);
+    EXPECT_EQ(lives[0]->Run(), 0);
+    close(held);  // lets the command go
 }
 
 TEST(HostLives, AProcessMayEndWithoutAnyWork) {
