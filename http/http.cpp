@@ -6,23 +6,13 @@
 #include <cstdio>
 
 #include "base/handle.h"
-#include "config/sys_set.h"
 #include "http/transfer.h"
 #include "log/log.h"
-#include "plugin/instances.h"
 
-namespace {
-
+using corvenna::CurrentSettings;
 using corvenna::kHttp;
 using corvenna::Run;
 using corvenna::RunNamed;
-
-corvenna::Settings CurrentSettings() {
-    CSysSet &settings = *GetCSysSetInstance();
-    return {*settings.GetCloudConfigAttr(), *settings.GetHttpsCertInfo()};
-}
-
-}  // namespace
 
 CHttp::CHttp() : result_{} {
     static_assert(sizeof result_ == corvenna::kResultAreaSize);

@@ -2,22 +2,12 @@
 
 #include <curl/curl.h>
 
-#include "config/sys_set.h"
 #include "http/transfer.h"
-#include "plugin/instances.h"
 
-namespace {
-
+using corvenna::CurrentSettings;
 using corvenna::kHttps;
 using corvenna::Run;
 using corvenna::RunNamed;
-
-corvenna::Settings CurrentSettings() {
-    CSysSet &settings = *GetCSysSetInstance();
-    return {*settings.GetCloudConfigAttr(), *settings.GetHttpsCertInfo()};
-}
-
-}  // namespace
 
 CHttps::CHttps() : result_{} {
     static_assert(sizeof result_ == corvenna::kResultAreaSize);

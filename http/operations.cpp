@@ -8,8 +8,7 @@
 namespace corvenna {
 namespace {
 
-// ---- What is set, in this order; a client's row above its twin's
-// ---------------------------------
+// ---- What is set, in this order; a client's row above its twin's ----
 
 using O = Option;
 
@@ -60,8 +59,7 @@ constexpr Option kHttpsDownload[] = {
     O::kUrl,     O::kVerifyPeerOff, O::kVerifyHostOff, O::kCaFile, O::kNoSignal,
     O::kPostOff, O::kWriteIfSet,    O::kReadIfSet,     O::kResume, O::kWriteFile};
 
-// ---- Which answers count
-// -------------------------------------------------------------------------
+// ---- Which answers count ----
 
 bool Status200(const Outcome &outcome) {
     return outcome.transfer == CURLE_OK && outcome.status == 200;
@@ -95,8 +93,7 @@ bool NotAbortedAnd200Or201Or426(const Outcome &outcome) {
     return NotAbortedAnd200Or201(outcome) || (!Aborted(outcome) && outcome.status == 426);
 }
 
-// ---- What is logged
-// ------------------------------------------------------------------------------
+// ---- What is logged ----
 
 void GetRefused(const Outcome &o) {
     log_Text(4, "curl_easy_perform() failed: %s when get info,httpcode = %d", ErrorText(o),
@@ -140,8 +137,7 @@ void UploadRefusedByHttps(const char *path, const Outcome &o) {
 
 }  // namespace
 
-// ---- The table
-// -----------------------------------------------------------------------------------
+// ---- The table ----
 
 // On purpose: a refused POST reports success; callers learn of it from the log and from what their
 // write callback received.

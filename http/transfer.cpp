@@ -10,6 +10,7 @@
 #include "base/handle.h"
 #include "base/text.h"
 #include "log/log.h"
+#include "plugin/instances.h"
 
 namespace corvenna {
 namespace {
@@ -194,6 +195,11 @@ File OpenToSend(const char *path, long &size) {
 }
 
 }  // namespace
+
+Settings CurrentSettings() {
+    CSysSet &settings = *GetCSysSetInstance();
+    return {*settings.GetCloudConfigAttr(), *settings.GetHttpsCertInfo()};
+}
 
 int Run(const MemoryOperation &operation, const Settings &settings,
         const ST_FRAME_MEMORY_UPLOAD *frame, Outcome *outcome) {

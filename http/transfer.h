@@ -19,6 +19,9 @@ struct Settings {
     const ST_HTTPS_CERT_INFO &https;
 };
 
+/// Those of the system settings as they stand.
+Settings CurrentSettings();
+
 // All block until the transfer has ended, log as their row says and return kFail for a null
 // frame and when no transfer could be tried.
 

@@ -85,8 +85,7 @@ TEST_P(Answers, AfterAnInterimOne) {
     EXPECT_EQ(outcome.status, 201);
 }
 
-// ---- Answers that break off
-// --------------------------------------------------------------------------
+// ---- Answers that break off ----
 
 TEST_P(Answers, TruncatedBelowTheirLengthFailWithTheirStatus) {
     const Outcome outcome = Exchanged(ReplyTruncated(200, 100, "only this"));
@@ -216,8 +215,7 @@ TEST_P(Answers, FromAUrlWithoutMeaningFail) {
     }
 }
 
-// ---- TLS
-// --------------------------------------------------------------------------------------------
+// ---- TLS ----
 
 /// A GET's outcome.
 Outcome HttpsGet(const std::string &url) {

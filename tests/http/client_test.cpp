@@ -11,8 +11,7 @@
 namespace corvenna::test {
 namespace {
 
-// ---- The method field
-// ----------------------------------------------------------------------------
+// ---- The method field ----
 
 class Dispatch : public Twins {};
 CORVENNA_BOTH_TWINS(Dispatch);
@@ -76,8 +75,7 @@ TEST_P(Dispatch, TheOutcomeOfABrokenTransferIsLibcurlsResult) {
     EXPECT_EQ(outcome.status, 0);
 }
 
-// ---- Requests that are not made
-// ------------------------------------------------------------------
+// ---- Requests that are not made ----
 
 class Refused : public Twins {};
 CORVENNA_BOTH_TWINS(Refused);
@@ -166,8 +164,7 @@ TEST_P(Refused, WithoutMemoryForAHeaderNothingIsSentAndNothingIsLost) {
     EXPECT_EQ(server.Connections(), 0);
 }
 
-// ---- Construction
-// --------------------------------------------------------------------------------
+// ---- Construction ----
 
 TEST(ResultArea, Holds385ZeroBytesAtFirst) {
     CHttp http;
@@ -186,8 +183,7 @@ TEST(GlobalState, OutlivesTheOtherInstance) {
     EXPECT_EQ(http->GET_MemoryData(&frame), 0);
 }
 
-// ---- ReadJsonDataFile
-// ----------------------------------------------------------------------------
+// ---- ReadJsonDataFile ----
 
 TEST(ReadJsonDataFile, ReadsTheSmallerOfSizeAndCapacityAndAppendsNothing) {
     WriteFile("/tmp/data.json", "0123456789");

@@ -192,8 +192,7 @@ TEST_P(FileOptions, NullCallbacksAreLeftOut) {
     testing::internal::GetCapturedStdout();
 }
 
-// ---- What is made is freed
-// -------------------------------------------------------------------------
+// ---- What is made is freed ----
 
 class Handles : public Twins {};
 CORVENNA_BOTH_TWINS(Handles);

@@ -116,8 +116,7 @@ TEST_P(RequestBytes, AnEmptyBodyIsAnEmptyBody) {
     EXPECT_TRUE(request.complete);
 }
 
-// ---- File uploads
-// --------------------------------------------------------------------------------
+// ---- File uploads ----
 
 /// "XVane-Time: N" where the present second was N at some moment of the call.
 void ExpectPresentTime(const std::string &line, std::time_t before, std::time_t after) {
@@ -216,8 +215,7 @@ TEST_P(RequestBytes, ADownloadResumesWhereTheFileEnds) {
                                    "Range: bytes=1000-", "Accept: */*"}));
 }
 
-// ---- Cookies and credentials of the HTTPS client
-// ---------------------------------------------------
+// ---- Cookies and credentials of the HTTPS client ----
 
 TEST(HttpsCookies, AStoredCookieGoesWithTheNextRequest) {
     ScriptedServer server(Protocol::kHttps);

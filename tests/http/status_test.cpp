@@ -122,8 +122,7 @@ TEST_P(Statuses, OfADownloadAreNotLookedAt) {
     });
 }
 
-// ---- Standard output
-// -------------------------------------------------------------------------------
+// ---- Standard output ----
 
 class Console : public Twins {};
 CORVENNA_BOTH_TWINS(Console);

@@ -114,8 +114,7 @@ TEST_P(Uploads, HandTheAnswerToTheWriteCallback) {
     EXPECT_EQ(Received(), "thanks");
 }
 
-// ---- The result area
-// ---------------------------------------------------------------------------------
+// ---- The result area ----
 
 TEST_P(Uploads, KeepAtMost63CharactersOfThePathFromIndex1) {
     for (const std::size_t length : {5U, 62U, 63U, 64U, 126U}) {
@@ -146,8 +145,7 @@ TEST_P(Uploads, AloneTouchTheResultArea) {
     EXPECT_EQ(std::string(client().area(), 385), std::string(385, '\0'));
 }
 
-// ---- Transfers that break
-// ------------------------------------------------------------------------------
+// ---- Transfers that break ----
 
 TEST_P(Uploads, AbortedByTheReadCallbackFail) {
     WriteFile("/tmp/S.json", "{}");

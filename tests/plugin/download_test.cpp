@@ -293,8 +293,7 @@ TEST(CompressedStatus, IsDeflated) {
     EXPECT_EQ(Inflated(server.Requests()[0].body), StatusBody("0123", 0, "xml"));
 }
 
-// ---- Updates, through the real tools
-// --------------------------------------------------------------
+// ---- Updates, through the real tools ----
 
 constexpr char kDescription[] =
     "<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\r\n<updateConfig>\r\n<filesize size=\"0\" "
@@ -408,8 +407,7 @@ TEST_F(DownloadTest, UnderAShellWithoutLetNothingReachesTheUploads) {
     EXPECT_THAT(ListFolder(kCard), ElementsAre("config.conf", "update.vpk"));
 }
 
-// ---- Hostile and ordinary offers
-// -----------------------------------------------------------------
+// ---- Hostile and ordinary offers ----
 
 /// Everything that is in the folders a hostile offer could reach.
 std::vector<std::string> Reachable() {
@@ -659,8 +657,7 @@ TEST_F(DownloadTest, TheLongestTextsThatFitAreServedWithinTheirLimits) {
     EXPECT_EQ(ReadFile(path + "/" + std::string(511 - 301, 'n')), "long");
 }
 
-// ---- Faults
-// ---------------------------------------------------------------------------------------
+// ---- Faults ----
 
 struct Death {
     const char *name;
@@ -816,8 +813,7 @@ TEST_F(UpdateTest, WithoutZipAConfigurationFileIsLostAndReportedAsDone) {
     EXPECT_THAT(ListFolder(kCard), ElementsAre("config.conf"));
 }
 
-// ---- The operations by themselves
-// ----------------------------------------------------------------
+// ---- The operations by themselves ----
 
 TEST(FileDigest, IsWrittenInLowerCase) {
     WriteFile("/tmp/f", "abc");

@@ -111,8 +111,7 @@ TEST(HostThreads, TwoHostsMayCallEverythingAtOnce) {
     EXPECT_THAT(ListFolder("/media/mmcblk0p1"), ElementsAre());
 }
 
-// ---- Lives of a process
-// -----------------------------------------------------------------------------
+// ---- Lives of a process ----
 
 constexpr int kLives = 20;
 constexpr int kMessagesEach = 100;
