@@ -201,7 +201,7 @@ class Rules(CloudTest):
     def test_the_trace_is_bounded_and_goes_on_from_an_id(self):
         for number in range(310):
             self.cloud.request("GET", f"/{number}")
-        self.cloud.trace("/309")
+        self.cloud.traced(lambda entry: entry["id"] == 310)
         entries = self.cloud.list("/trace")
         self.assertEqual(len(entries), 300)
         self.assertEqual(self.cloud.list("/trace", after=entries[-2]["id"]), entries[-1:])

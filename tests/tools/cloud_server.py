@@ -133,15 +133,21 @@ class Cloud:
         assert answer.status == 200, (answer.status, answer.body)
         return answer.json
 
-    def trace(self, target):
-        """The newest trace entry, once it is about that target: entries are written when an answer
-        has gone out, which its reader may notice first."""
+    def traced(self, wanted):
+        """The newest trace entry that is wanted, once it is there: entries are written when an
+        answer has gone out, so that its reader can be first, and connections overtake each other.
+        """
         deadline = time.monotonic() + ANSWER_SECONDS
         while True:
             entries = self.list("/trace")
-            if entries and entries[-1]["target"].startswith(target):
-                return entries[-1]
+            found = [entry for entry in entries if wanted(entry)]
+            if found:
+                return found[-1]
             assert time.monotonic() < deadline, entries[-1:]
+
+    def trace(self, target):
+        """The newest trace entry about a target."""
+        return self.traced(lambda entry: entry["target"].startswith(target))
 
     def offer(self, sn="SN1", content=b"content", name="file.bin", type=0, path=""):
         answer = self.api("POST", f"/gateways/{sn}/files", content, name=name, type=type, path=path)
