@@ -195,7 +195,7 @@ class Page(CloudTest):
         self.set_field("HTTP status", "503")
         self.set_field("How often", "2")
         self.click("Set")
-        self.browser.wait_text("realdata")
+        self.browser.wait_text("realdata", "main table")
         fault = self.cloud.list("/faults")[0]
         self.assertEqual((fault["kind"], fault["value"], fault["left"]), ("status", 503, 2))
         self.browser.wait("document.querySelector('#fault-count').innerText === '1'")
