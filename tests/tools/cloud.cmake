@@ -15,6 +15,6 @@ foreach(suite IN LISTS suites)
 endforeach()
 if("browser" IN_LIST suites)
     # Chromium is not among the packages of an ordinary test run.
-    set_tests_properties(cloud/browser PROPERTIES LABELS "cloud;browser"
+    set_tests_properties(cloud/browser PROPERTIES LABELS "cloud;browser" COST 60
         SKIP_REGULAR_EXPRESSION "no Chromium on this machine")
 endif()
