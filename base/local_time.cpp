@@ -19,9 +19,8 @@ int CalendarYear(const std::tm &time) {
 
 TimeText PrintTime(const std::tm &time) {
     TimeText result{};
-    PrintText<sizeof result.text>(result.text, "%04d-%02d-%02d %02d:%02d:%02d", CalendarYear(time),
-                                  time.tm_mon + 1, time.tm_mday, time.tm_hour, time.tm_min,
-                                  time.tm_sec);
+    PrintText(AllOf(result.text), "%04d-%02d-%02d %02d:%02d:%02d", CalendarYear(time),
+              time.tm_mon + 1, time.tm_mday, time.tm_hour, time.tm_min, time.tm_sec);
     return result;
 }
 

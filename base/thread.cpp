@@ -1,5 +1,7 @@
 #include "base/thread.h"
 
+#include "base/undisturbed.h"
+
 namespace corvenna {
 
 bool StartDetachedThread(void *(*body)(void *), void *argument, pthread_t *handle) {
@@ -8,6 +10,7 @@ bool StartDetachedThread(void *(*body)(void *), void *argument, pthread_t *handl
         return false;
     }
     pthread_t unused;
+    const Undisturbed inherited;
     const bool started =
         pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED) == 0 &&
         pthread_attr_setstacksize(&attributes, kThreadStackBytes) == 0 &&

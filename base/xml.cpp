@@ -1,17 +1,15 @@
 #include "base/xml.h"
 
 #include <algorithm>
-#include <mutex>
-#include <string>
+#include <atomic>
+#include <new>
+#include <utility>
 
 namespace corvenna {
 namespace {
 
-std::shared_mutex &XmlMutex() {
-    // Never destroyed: documents are freed by destructors that run while the process ends.
-    static auto *mutex = new std::shared_mutex;
-    return *mutex;
-}
+// Whether libxml2 is initialised and its thread key known.
+std::atomic<bool> gReady{false};
 
 // What the entities of one attribute may add up to, in bytes and pieces together.
 constexpr std::size_t kMaxResolved = 65536;
@@ -27,7 +25,7 @@ public:
     explicit AttributePieces(const xmlAttr *attribute) : document_(attribute->doc) {
         Append(attribute->children, 0);
     }
-    const std::string &Text() const { return text_; }
+    std::string Take() { return std::move(text_); }
 
 private:
     void Append(const xmlNode *pieces, int depth) {
@@ -57,13 +55,33 @@ private:
 
 }  // namespace
 
-XmlGuard::XmlGuard() : lock_(XmlMutex()) {}
+XmlGuard::Ready::Ready() {
+    KeepXmlLockThroughForks();
+    if (!gReady) {
+        const XmlExclusiveLock alone;
+        gReady = InitXml();
+    }
+    if (!gReady) {
+        throw std::bad_alloc();
+    }
+}
+
+XmlGuard::XmlGuard() = default;
 
 void CleanUpXml() {
-    const std::unique_lock<std::shared_mutex> alone(XmlMutex());
-    xmlCleanupParser();
-    xmlMemoryDump();
-    xmlInitParser();
+    const XmlExclusiveLock alone;
+    try {
+        gReady = CleanUpAndInitXml();
+    } catch (const std::bad_alloc &) {
+        gReady = false;  // the next guard tries again
+    }
+}
+
+void FreeDocument(XmlDocument &document) {
+    if (document != nullptr) {
+        const XmlSharedLock shared;
+        document.reset();
+    }
 }
 
 void FreeXmlDocument::operator()(_xmlDoc *document) const {
@@ -71,11 +89,8 @@ void FreeXmlDocument::operator()(_xmlDoc *document) const {
 }
 
 void AttributeText::Copy(const xmlAttr *attribute) {
-    const AttributePieces pieces(attribute);
-    copy_.reset(xmlStrdup(ToXml(pieces.Text().c_str())));
-    if (copy_ != nullptr) {
-        text_ = FromXml(copy_.get());
-    }
+    copy_ = AttributePieces(attribute).Take();
+    text_ = copy_.c_str();
 }
 
 }  // namespace corvenna

@@ -5,9 +5,13 @@
 
 #include <cstring>
 #include <memory>
-#include <shared_mutex>
+#include <new>
+#include <string>
 
+#include "base/handle.h"
 #include "base/xml_document.h"
+#include "base/xml_lock.h"
+#include "base/xml_thread.h"
 
 namespace corvenna {
 
@@ -16,18 +20,63 @@ namespace corvenna {
 // XmlGuard, and the clean-up waits until no guard is held. A guard is never held across a pause,
 // and never taken twice by one thread.
 
-/// Held around every parse, build, save and free.
+/// Held around every parse, build and save. Meanwhile libxml2 is silent on this thread and has the
+/// settings that it begins with; the host's own handlers and settings are in place again
+/// afterwards.
 class XmlGuard {
 public:
+    /// Throws std::bad_alloc.
     XmlGuard();
 
+    /// Whether libxml2 found too little memory since the guard was taken. What it parsed or saved
+    /// may then be cut, whatever its result says.
+    bool MemoryWasShort() const { return silence_.MemoryWasShort(); }
+
 private:
-    std::shared_lock<std::shared_mutex> lock_;
+    class Ready {
+    public:
+        Ready();
+    };
+
+    Ready ready_;
+    XmlSharedLock lock_;
+    OwnXmlThreadState state_;
+    XmlSilence silence_;
+    XmlSettings settings_;
 };
 
 /// Runs libxml2's global clean-up while no XmlGuard is held anywhere, and makes the library ready
 /// again before anyone goes on. The caller must not hold a guard.
 void CleanUpXml();
+
+/// Frees a document, when there is one. Never fails. The caller must not hold a guard.
+void FreeDocument(XmlDocument &document);
+
+/// Whether there is a document after all where libxml2 found none: a shortage of memory that does
+/// not last shows only when the same is read again. The caller holds a guard.
+/// @param read reads it: `xmlDocPtr read(xmlParserCtxtPtr)`.
+template <class Read>
+bool IsHiddenByShortMemory(Read read) {
+    const XmlSilence silence;
+    const std::unique_ptr<xmlParserCtxt, FreedBy<xmlFreeParserCtxt>> context(xmlNewParserCtxt());
+    if (context == nullptr) {
+        return true;
+    }
+    const XmlDocument document(read(context.get()));
+    return document != nullptr || silence.MemoryWasShortFirst();
+}
+
+/// What libxml2 parsed, when it is whole; null when there is no document. Throws std::bad_alloc
+/// when that cannot be told, for then memory was short: what is parsed may be cut, and what is not
+/// parsed may be in order.
+template <class ReadAgain>
+XmlDocument WholeDocument(xmlDocPtr parsed, const XmlGuard &guard, ReadAgain readAgain) {
+    XmlDocument document(parsed);
+    if (document != nullptr ? guard.MemoryWasShort() : IsHiddenByShortMemory(readAgain)) {
+        throw std::bad_alloc();
+    }
+    return document;
+}
 
 /// Owns a text that libxml2 allocated.
 struct FreedByXml {
@@ -43,7 +92,7 @@ inline const char *FromXml(const xmlChar *text) {
 }
 
 inline bool IsNamed(const xmlChar *name, const char *expected) {
-    return std::strcmp(FromXml(name), expected) == 0;
+    return name != nullptr && std::strcmp(FromXml(name), expected) == 0;
 }
 
 /// Whether a node is an element of that name.
@@ -65,12 +114,14 @@ public:
             Copy(attribute);
         }
     }
+    AttributeText(const AttributeText &) = delete;
+    AttributeText &operator=(const AttributeText &) = delete;
     const char *Get() const { return text_; }
 
 private:
     void Copy(const xmlAttr *attribute);
 
-    XmlText copy_;
+    std::string copy_;
     const char *text_ = "";
 };
 

@@ -6,6 +6,9 @@
 
 namespace corvenna {
 
+// Whatever builds a document throws std::bad_alloc when memory is short, so that no document is
+// ever saved that lacks a part: the tree is freed on the way, the caller's call fails as a whole.
+
 /// A dictionary of all names of some documents: a handful of names serves thousands of nodes, and
 /// each is then stored once for all. Documents on several threads share it, for looking up a name
 /// that is there changes nothing; a name that is missing would be added while others read. Lives as
@@ -29,18 +32,16 @@ public:
     void Free();
 
 private:
+    XmlTree() = default;
+
     XmlDocument document_;
     xmlNodePtr root_ = nullptr;
 };
 
-/// Adds an empty element behind the children of another.
-inline xmlNodePtr AddElement(xmlNodePtr parent, const char *name) {
-    return xmlNewChild(parent, nullptr, ToXml(name), nullptr);
-}
+/// Adds an empty element behind the children of another. Never null.
+xmlNodePtr AddElement(xmlNodePtr parent, const char *name);
 
 /// Adds an attribute behind those of an element. The text is raw: saving escapes it.
-inline void AddAttribute(xmlNodePtr element, const char *name, const char *text) {
-    xmlNewProp(element, ToXml(name), ToXml(text));
-}
+void AddAttribute(xmlNodePtr element, const char *name, const char *text);
 
 }  // namespace corvenna

@@ -1,23 +1,17 @@
-#include "base/attributes.h"
-#include "base/children.h"
 #include "base/text.h"
 #include "base/xml.h"
+#include "base/xml_attributes.h"
+#include "base/xml_children.h"
 #include "config/channel_set.h"
+#include "config/configuration_document.h"
 #include "config/data_id.h"
-#include "config/root.h"
-#include "log/log.h"
+
+using namespace corvenna;
 
 namespace {
 
-using corvenna::Attribute;
-using corvenna::CopyText;
-using corvenna::Decimal;
-using corvenna::ForEachChild;
-using corvenna::ReadAttributes;
-using corvenna::XmlDocument;
-using corvenna::XmlGuard;
-
-constexpr corvenna::RootMessages kRootMessages = {
+constexpr RootRule kRoot = {
+    "DevConfig",
     "[LoadDevPointAttr]: parsed Parse failed",
     "[LoadDevPointAttr]: empty document",
     "[LoadDevPointAttr]:  wrong type, root node != DevConfig",
@@ -32,7 +26,7 @@ constexpr PointType kPointTypes[] = {{"AI", 0}, {"DI", 1}, {"ACC", 2}, {"DO", 3}
 
 const PointType *PointTypeOf(const xmlNode *node) {
     for (const PointType &type : kPointTypes) {
-        if (corvenna::IsElement(node, type.element)) {
+        if (IsElement(node, type.element)) {
             return &type;
         }
     }
@@ -42,13 +36,13 @@ const PointType *PointTypeOf(const xmlNode *node) {
 void SetNumber(ST_POINTID_ATTR &point, const char *value) {
     const auto number = static_cast<std::uint32_t>(Decimal(value));
     point.NodeId = static_cast<std::uint16_t>(number);
-    point.db_link = corvenna::DataId(point.GroupNo, point.DevId, point.type, number);
+    point.db_link = DataId(point.GroupNo, point.DevId, point.type, number);
 }
 
 constexpr Attribute<ST_POINTID_ATTR> kNode[] = {
     {"Id", SetNumber},
-    {"Name", [](auto &point, auto value) { CopyText<127>(point.Name, value); }},
-    {"EUUnits", [](auto &point, auto value) { CopyText<127>(point.EUUnits, value); }},
+    {"Name", CORVENNA_TEXT(ST_POINTID_ATTR, Name, 127)},
+    {"EUUnits", CORVENNA_TEXT(ST_POINTID_ATTR, EUUnits, 127)},
 };
 
 /// Replaces or adds; as cheap as appending where keys come in ascending order.
@@ -60,9 +54,14 @@ void Put(MAP_POINTID_ATTR &points, const ST_POINTID_ATTR &point) {
 }  // namespace
 
 int CChannelSet::LoadDevPointAttr(ST_DEV_ATTR dev) {
+    ConfigurationDocument document;
+    return document.Attempt([&] { return LoadPoints(dev, document); });
+}
+
+int CChannelSet::LoadPoints(const ST_DEV_ATTR &dev, ConfigurationDocument &document) {
     const XmlGuard guard;
-    XmlDocument document = corvenna::ParseConfiguration(dev.Name);
-    const xmlNode *root = corvenna::CheckRoot(document, "DevConfig", kRootMessages);
+    document.Parse(dev.Name, guard);
+    const xmlNode *root = document.Root(kRoot, guard);
     if (root == nullptr) {
         return -1;
     }
@@ -93,7 +92,9 @@ int CChannelSet::LoadDevPointAttr(ST_DEV_ATTR dev) {
 }
 
 int CChannelSet::AddSamplePoint(ST_POINTID_ATTR point) {
-    Put(pointsByChannel_[point.GroupNo][point.DevId], point);
-    Put(pointsById_, point);
-    return 0;
+    return UnlessOutOfMemory([&] {
+        Put(pointsByChannel_[point.GroupNo][point.DevId], point);
+        Put(pointsById_, point);
+        return 0;
+    });
 }

@@ -4,37 +4,31 @@
 
 #include <cstdio>
 
-#include "base/attributes.h"
 #include "base/text.h"
 #include "base/xml.h"
-#include "config/root.h"
+#include "base/xml_attributes.h"
+#include "config/configuration_document.h"
 #include "log/log.h"
 
-namespace {
+using namespace corvenna;
 
-using corvenna::Attribute;
-using corvenna::AttributeText;
-using corvenna::CopyText;
-using corvenna::Decimal;
-using corvenna::FindAttribute;
-using corvenna::IsElement;
-using corvenna::ReadAttributes;
-using corvenna::XmlGuard;
+namespace {
 
 // The load is paced, so that it takes a predictable time for each device.
 constexpr useconds_t kPauseMicroseconds = 100000;
 
-constexpr corvenna::RootMessages kRootMessages = {
+constexpr RootRule kRoot = {
+    "ChannelConfig",
     "[LoadChannelParamFromXml]: Xml document is null",
     "[LoadChannelParamFromXml]: Empty document.",
     "[LoadChannelParamFromXml]: Root node is not 'ChannelConfig'",
 };
 
 constexpr Attribute<ST_DEV_ATTR> kDevice[] = {
-    {"DeviceName", [](auto &dev, auto value) { CopyText<127>(dev.DeviceName, value); }},
-    {"Name", [](auto &dev, auto value) { CopyText<127>(dev.Name, value); }},
-    {"Protocol", [](auto &dev, auto value) { CopyText<127>(dev.Protocol, value); }},
-    {"Desc", [](auto &dev, auto value) { CopyText<127>(dev.Desc, value); }},
+    {"DeviceName", CORVENNA_TEXT(ST_DEV_ATTR, DeviceName, 127)},
+    {"Name", CORVENNA_TEXT(ST_DEV_ATTR, Name, 127)},
+    {"Protocol", CORVENNA_TEXT(ST_DEV_ATTR, Protocol, 127)},
+    {"Desc", CORVENNA_TEXT(ST_DEV_ATTR, Desc, 127)},
     {"SlaveId",
      [](auto &dev, auto value) { dev.SlaveId = static_cast<std::uint8_t>(Decimal(value)); }},
     {"Group",
@@ -66,29 +60,24 @@ void HandOut(Map &map, Map **out) {
 
 CChannelSet::CChannelSet() = default;
 
-CChannelSet::~CChannelSet() {
-    Close();
-}
+CChannelSet::~CChannelSet() = default;
 
 int CChannelSet::Open(const char *path) {
-    {
-        const XmlGuard guard;
-        document_ = corvenna::ParseConfiguration(path);
-        if (document_ == nullptr) {
-            log_Text(kLogError, "Document %s parsed failed.", path != nullptr ? path : "");
+    return document_.Attempt([&] {
+        if (!document_.Open(path, XmlGuard())) {
+            log_Text(kLogError, "Document %s parsed failed.", Shown(path));
             return -1;
         }
-        xmlKeepBlanksDefault(0);
-    }
-    return LoadNodeFromXml();
+        return Load();
+    });
 }
 
 int CChannelSet::LoadNodeFromXml() {
-    const xmlNode *root = nullptr;
-    {
-        const XmlGuard guard;
-        root = corvenna::CheckRoot(document_, "ChannelConfig", kRootMessages);
-    }
+    return document_.Attempt([this] { return Load(); });
+}
+
+int CChannelSet::Load() {
+    const xmlNode *root = document_.Root(kRoot, XmlGuard());
     if (root == nullptr) {
         return -1;
     }
@@ -118,28 +107,26 @@ void CChannelSet::LoadChannel(const xmlNode *channel, ST_DEV_ATTR &dev) {
             const XmlGuard guard;
             ReadAttributes(node, kDevice, dev);
         }
-        AddDev(dev);
-        LoadDevPointAttr(dev);  // On purpose: a device without usable points stays a device.
+        devices_[DeviceNumber(dev)] = dev;
+        ConfigurationDocument points;
+        LoadPoints(dev, points);  // On purpose: a device without usable points stays a device.
         usleep(kPauseMicroseconds);
     }
 }
 
 int CChannelSet::Close() {
-    const XmlGuard guard;
-    if (document_ == nullptr) {
-        return -1;
-    }
-    document_.reset();
-    return 0;
+    return document_.Close();
 }
 
 int CChannelSet::IsOpen() const {
-    return document_ != nullptr ? 0 : -1;
+    return document_.IsOpen();
 }
 
 int CChannelSet::AddDev(ST_DEV_ATTR dev) {
-    devices_[DeviceNumber(dev)] = dev;
-    return 0;
+    return UnlessOutOfMemory([&] {
+        devices_[DeviceNumber(dev)] = dev;
+        return 0;
+    });
 }
 
 int CChannelSet::GetAttr(unsigned short devNo, ST_DEV_ATTR **out) {

@@ -1,10 +1,13 @@
 #pragma once
 
+/// @file
+/// The gateway's devices and points.
+
 #include <cstdint>
 #include <map>
 
 #include "base/export.h"
-#include "base/xml_document.h"
+#include "config/configuration_document.h"
 
 struct _xmlNode;
 
@@ -53,6 +56,7 @@ public:
 
     /// Parses a template and loads its devices and their points. Takes at least 100 ms for each
     /// device and each child of the root.
+    /// @param path of the file.
     /// @return 0, -1 when the template cannot be parsed or loading fails (logged).
     int Open(const char *path);
 
@@ -69,37 +73,64 @@ public:
     int IsOpen() const;
 
     /// Stores a copy under its device number (ChannelNo * 256 + SlaveId), over an earlier one.
-    /// @return 0.
+    /// @param dev the device.
+    /// @return 0, -1 when memory is short (logged).
     int AddDev(ST_DEV_ATTR dev);
 
     /// Loads the points of a device from the file that its Name tells.
+    /// @param dev the device.
     /// @return 0, -1 when the file is not usable (logged).
     int LoadDevPointAttr(ST_DEV_ATTR dev);
 
     /// Stores copies in both point maps, over earlier ones with the same data id.
-    /// @return 0.
+    /// @param point the point.
+    /// @return 0, -1 when memory is short (logged).
     int AddSamplePoint(ST_POINTID_ATTR point);
 
-    /// Finds a device by its number, a point by its data id. *out points into this object.
-    /// @return 0; -1 when out is null, or the key is unknown (printed to standard output).
+    /// Finds a device.
+    /// @param devNo its number.
+    /// @param out   receives where it lies in this object; left alone for an unknown number.
+    /// @return 0; -1 when out is null, or the number is unknown (printed to standard output).
     int GetAttr(unsigned short devNo, ST_DEV_ATTR **out);
+    /// Finds a point.
+    /// @param dataId its data id.
+    /// @param out    receives where it lies in this object; left alone for an unknown id.
+    /// @return 0; -1 when out is null, or the id is unknown (printed to standard output).
     int GetAttr(unsigned int dataId, ST_POINTID_ATTR **out);
 
-    // Hand out this object's own maps; a null out is passed over.
+    /// Hands out this object's own map of points by channel and device.
+    /// @param out receives it; a null one is passed over.
     void GetAttr(MAP_CHANNEL_POINT **out);
+    /// Hands out this object's own map of devices.
+    /// @param out receives it; a null one is passed over.
     void GetAttr(MAP_DEV_ATTR **out);
+    /// Hands out this object's own map of points by data id.
+    /// @param out receives it; a null one is passed over.
     void GetAttr(MAP_POINTID_ATTR **out);
 
-    // Debug printers to standard output; 0, -1 for a null pointer (printed too).
+    /// Prints a device to standard output.
+    /// @param dev the device.
+    /// @return 0; -1 for null (printed too).
     int ShowDevInfo(const ST_DEV_ATTR *dev);
+    /// Prints devices to standard output.
+    /// @param devices the devices.
+    /// @return 0; -1 for null (printed too).
     int ShowDevInfo(const MAP_DEV_ATTR *devices);
+    /// Prints a point to standard output.
+    /// @param point the point.
+    /// @return 0; -1 for null (printed too).
     int ShowSamplePointInfo(const ST_POINTID_ATTR *point);
+    /// Prints points to standard output.
+    /// @param points the points.
+    /// @return 0; -1 for null.
     int ShowSamplePointInfo(const MAP_CHANNEL_POINT *points);
 
 private:
+    int Load();
     void LoadChannel(const _xmlNode *channel, ST_DEV_ATTR &dev);
+    int LoadPoints(const ST_DEV_ATTR &dev, corvenna::ConfigurationDocument &document);
 
-    corvenna::XmlDocument document_;
+    corvenna::ConfigurationDocument document_;
     MAP_CHANNEL_POINT pointsByChannel_;
     MAP_DEV_ATTR devices_;
     MAP_POINTID_ATTR pointsById_;

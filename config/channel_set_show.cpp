@@ -6,13 +6,10 @@ namespace {
 
 /// A point on one line. The catalogue indents it under its device.
 void ShowPoint(const char *indent, const ST_POINTID_ATTR &point) {
-    std::printf("%sName = %s,", indent, point.Name);
-    std::printf("GroupNo = %d,", point.GroupNo);
-    std::printf("DevId = %d,", point.DevId);
-    std::printf("type = %d,", point.type);
-    std::printf("NodeId = %d,", point.NodeId);
-    std::printf("db_link = %08x,", point.db_link);
-    std::printf("EUUnits = %s\n", point.EUUnits);
+    std::printf(
+        "%sName = %s,GroupNo = %d,DevId = %d,type = %d,NodeId = %d,db_link = %08x,EUUnits = %s\n",
+        indent, point.Name, point.GroupNo, point.DevId, point.type, point.NodeId, point.db_link,
+        point.EUUnits);
 }
 
 }  // namespace
@@ -22,12 +19,14 @@ int CChannelSet::ShowDevInfo(const ST_DEV_ATTR *dev) {
         std::puts("ShowDevInfo(ST_DEV_ATTR *p),err,pointer is null");
         return -1;
     }
-    std::printf("       Name=%s\n", dev->Name);
-    std::printf("       Protocol=%s\n", dev->Protocol);
-    std::printf("       Desc=%s\n", dev->Desc);
-    std::printf("       SlaveId=%d\n", dev->SlaveId);
-    std::printf("       GroupNo=%d\n", dev->GroupNo);
-    std::printf("       ChannelNo=%d\n", dev->ChannelNo);
+    std::printf(
+        "       Name=%s\n"
+        "       Protocol=%s\n"
+        "       Desc=%s\n"
+        "       SlaveId=%d\n"
+        "       GroupNo=%d\n"
+        "       ChannelNo=%d\n",
+        dev->Name, dev->Protocol, dev->Desc, dev->SlaveId, dev->GroupNo, dev->ChannelNo);
     return 0;
 }
 

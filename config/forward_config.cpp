@@ -3,22 +3,19 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "base/attributes.h"
-#include "base/children.h"
 #include "base/text.h"
 #include "base/xml.h"
-#include "config/root.h"
+#include "base/xml_attributes.h"
+#include "base/xml_children.h"
+#include "config/configuration_document.h"
 #include "log/log.h"
+
+using namespace corvenna;
 
 namespace {
 
-using corvenna::Attribute;
-using corvenna::Decimal;
-using corvenna::ForEachChild;
-using corvenna::ReadAttributes;
-using corvenna::XmlGuard;
-
-constexpr corvenna::RootMessages kRootMessages = {
+constexpr RootRule kRoot = {
+    "Fwd_srv",
     "[LoadForwardParamFromXml]: Xml document is null",
     "[LoadForwardParamFromXml]: Empty document.",
     "[LoadForwardParamFromXml]: Root node is not 'Fwd_srv'",
@@ -82,28 +79,25 @@ void ReadPoint(const xmlNode *element, Point &point, std::uint8_t address, MAP_F
 
 CForwardConfig::CForwardConfig() = default;
 
-CForwardConfig::~CForwardConfig() {
-    Close();
-}
+CForwardConfig::~CForwardConfig() = default;
 
 int CForwardConfig::Open(const char *path) {
-    const XmlGuard guard;
-    document_ = corvenna::ParseConfiguration(path);
-    if (document_ == nullptr) {
-        log_Text(kLogError, "Document %s parsed failed.", path != nullptr ? path : "");
-        return -1;
-    }
-    xmlKeepBlanksDefault(0);
-    return Load();
+    return document_.Attempt([&] {
+        const XmlGuard guard;
+        if (!document_.Open(path, guard)) {
+            log_Text(kLogError, "Document %s parsed failed.", Shown(path));
+            return -1;
+        }
+        return Load(guard);
+    });
 }
 
 int CForwardConfig::LoadNodeFromXml() {
-    const XmlGuard guard;
-    return Load();
+    return document_.Attempt([this] { return Load(XmlGuard()); });
 }
 
-int CForwardConfig::Load() {
-    const xmlNode *root = corvenna::CheckRoot(document_, "Fwd_srv", kRootMessages);
+int CForwardConfig::Load(const XmlGuard &guard) {
+    const xmlNode *root = document_.Root(kRoot, guard);
     if (root == nullptr) {
         return -1;
     }
@@ -125,14 +119,9 @@ int CForwardConfig::Load() {
 }
 
 int CForwardConfig::Close() {
-    const XmlGuard guard;
-    if (document_ == nullptr) {
-        return -1;
-    }
-    document_.reset();
-    return 0;
+    return document_.Close();
 }
 
 int CForwardConfig::IsOpen() const {
-    return document_ != nullptr ? 0 : -1;
+    return document_.IsOpen();
 }

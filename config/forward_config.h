@@ -1,11 +1,14 @@
 #pragma once
 
+/// @file
+/// The tables of the forwarding channels.
+
 #include <cstdint>
 #include <map>
 #include <string>
 
 #include "base/export.h"
-#include "base/xml_document.h"
+#include "config/configuration_document.h"
 
 /// forwarding channel address → channel number → slave address → point name → data id
 using MAP_FORWARD =
@@ -23,6 +26,7 @@ public:
     CForwardConfig &operator=(const CForwardConfig &) = delete;
 
     /// Parses a file and loads the tables of its MODBUS_TCP channels.
+    /// @param path of the file.
     /// @return 0, -1 when the file cannot be parsed or loading fails (logged).
     int Open(const char *path);
 
@@ -38,12 +42,12 @@ public:
     /// @return 0 when a document is held, -1 when not.
     int IsOpen() const;
 
-    /// The loaded tables, valid as long as this object.
-    const MAP_FORWARD &GetForwardMap() const { return map_; }
+    /// @return the loaded tables, valid as long as this object.
+    CORVENNA_INLINE_API const MAP_FORWARD &GetForwardMap() const { return map_; }
 
 private:
-    int Load();
+    int Load(const corvenna::XmlGuard &guard);
 
-    corvenna::XmlDocument document_;
+    corvenna::ConfigurationDocument document_;
     MAP_FORWARD map_;
 };

@@ -2,22 +2,18 @@
 
 #include <cstring>
 
-#include "base/attributes.h"
 #include "base/text.h"
 #include "base/xml.h"
-#include "config/root.h"
+#include "base/xml_attributes.h"
+#include "config/configuration_document.h"
 #include "log/log.h"
+
+using namespace corvenna;
 
 namespace {
 
-using corvenna::AttributeText;
-using corvenna::CopyText;
-using corvenna::Decimal;
-using corvenna::FindAttribute;
-using corvenna::IsElement;
-using corvenna::XmlGuard;
-
-constexpr corvenna::RootMessages kRootMessages = {
+constexpr RootRule kRoot = {
+    "snConfig",
     "parse SN Document failed",
     "parse SN Document failed,empty document.",
     "parse SN Document failed,wrong type,root node is not snConfig",
@@ -35,12 +31,9 @@ constexpr Model kModels[] = {
 // On purpose: an unknown model is no error and counts as Varek-A-G.
 constexpr int kUnknownModel = 1;
 
-/// Letters in front of the digits of a serial text; 0 when the model has no digits to read.
+/// Letters in front of the digits of a serial text.
 std::size_t PrefixLength(int model) {
-    if (0 <= model && model <= 3) {
-        return 2;
-    }
-    return model == 100 || model == 101 ? 3 : 0;
+    return model == 100 || model == 101 ? 3 : 2;
 }
 
 /// The attribute of an element, where the node is that element and carries it.
@@ -52,28 +45,25 @@ const xmlAttr *AttributeOf(const xmlNode *node, const char *element, const char 
 
 CsnSet::CsnSet() = default;
 
-CsnSet::~CsnSet() {
-    Close();
-}
+CsnSet::~CsnSet() = default;
 
 int CsnSet::Open(const char *path) {
-    const XmlGuard guard;
-    document_ = corvenna::ParseConfiguration(path);
-    if (document_ == nullptr) {
-        log_Text(kLogError, "parse Document %s failed", path != nullptr ? path : "");
-        return -1;
-    }
-    xmlKeepBlanksDefault(0);
-    return Load();
+    return document_.Attempt([&] {
+        const XmlGuard guard;
+        if (!document_.Open(path, guard)) {
+            log_Text(kLogError, "parse Document %s failed", Shown(path));
+            return -1;
+        }
+        return Load(guard);
+    });
 }
 
 int CsnSet::LoadNodeFromXml() {
-    const XmlGuard guard;
-    return Load();
+    return document_.Attempt([this] { return Load(XmlGuard()); });
 }
 
-int CsnSet::Load() {
-    const xmlNode *root = corvenna::CheckRoot(document_, "snConfig", kRootMessages);
+int CsnSet::Load(const XmlGuard &guard) {
+    const xmlNode *root = document_.Root(kRoot, guard);
     if (root == nullptr) {
         return -1;
     }
@@ -89,7 +79,7 @@ int CsnSet::Load() {
     if (serial == nullptr || text_[0] == '\0') {
         // Ours: without a serial text the gateway has no name towards the cloud.
         log_Text(kLogError, "parse SN Document failed,no sn attribute");
-        document_.reset();
+        document_.Reject(guard);
         return -1;
     }
     Model2Sn(AttributeText(serial).Get());  // the whole value, not the cut copy
@@ -97,16 +87,11 @@ int CsnSet::Load() {
 }
 
 int CsnSet::Close() {
-    const XmlGuard guard;
-    if (document_ == nullptr) {
-        return -1;
-    }
-    document_.reset();
-    return 0;
+    return document_.Close();
 }
 
 int CsnSet::IsOpen() const {
-    return document_ != nullptr ? 0 : -1;
+    return document_.IsOpen();
 }
 
 void CsnSet::GetSn(unsigned int *out) const {
@@ -129,10 +114,10 @@ void CsnSet::Model2Sn(const unsigned char *sn) {
 }
 
 void CsnSet::Model2Sn(const char *sn) {
-    const std::size_t prefix = PrefixLength(model_);
-    if (prefix == 0 || sn == nullptr) {
+    if (sn == nullptr) {
         return;
     }
+    const std::size_t prefix = PrefixLength(model_);
     // Ours: a text shorter than its prefix has no digits; nothing is read behind its end.
     const char *digits = std::strlen(sn) < prefix ? "" : sn + prefix;
     number_ = static_cast<std::uint32_t>(Decimal(digits));

@@ -1,9 +1,12 @@
 #pragma once
 
+/// @file
+/// The gateway's identity.
+
 #include <cstdint>
 
 #include "base/export.h"
-#include "base/xml_document.h"
+#include "config/configuration_document.h"
 
 /// The gateway's identity: model and serial number. Loaded once by Init on the host's thread;
 /// afterwards only read, from any thread and without a lock. Owns the parsed document while one is
@@ -16,6 +19,7 @@ public:
     CsnSet &operator=(const CsnSet &) = delete;
 
     /// Parses a file and loads the identity from it.
+    /// @param path of the file.
     /// @return 0, -1 when the file cannot be parsed or loading fails (logged).
     int Open(const char *path);
 
@@ -31,26 +35,31 @@ public:
     /// @return 0 when a document is held, -1 when not.
     int IsOpen() const;
 
-    /// The model number: 0 to 3, 100 or 101; 1 until loaded.
-    int GetModel() const { return model_; }
+    /// @return the model number: 0 to 3, 100 or 101; 1 until loaded.
+    CORVENNA_INLINE_API int GetModel() const { return model_; }
 
-    /// The serial text, at most 18 characters; owned by this object.
-    char *GetSn() { return text_; }
+    /// @return the serial text, at most 18 characters; owned by this object.
+    CORVENNA_INLINE_API char *GetSn() { return text_; }
 
-    /// Stores the serial number, the decimal digits behind the model's prefix, in *out.
+    /// Hands out the serial number, the decimal digits behind the model's prefix.
+    /// @param out receives it; a null one is passed over.
     void GetSn(unsigned int *out) const;
 
-    /// The number of a model text; 1 for an unknown one.
+    /// Knows the models.
+    /// @param model the text of sn.xml; may be null.
+    /// @return its number; 1 for an unknown one.
     static int ModelToDigit(const char *model);
 
     /// Derives the serial number from a serial text, by the model loaded before.
+    /// @param sn the text; a null one is passed over.
     void Model2Sn(const unsigned char *sn);
+    /// @copydoc Model2Sn(const unsigned char *)
     void Model2Sn(const char *sn);
 
 private:
-    int Load();
+    int Load(const corvenna::XmlGuard &guard);
 
-    corvenna::XmlDocument document_;
+    corvenna::ConfigurationDocument document_;
     std::int32_t model_ = 1;
     std::uint32_t number_ = 0;
     char text_[20] = "";

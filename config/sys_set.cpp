@@ -1,27 +1,25 @@
 #include "config/sys_set.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstddef>
 #include <cstdio>
+#include <cstring>
 
-#include "base/attributes.h"
-#include "base/children.h"
-#include "base/handle.h"
+#include "base/file_descriptor.h"
 #include "base/text.h"
 #include "base/xml.h"
+#include "base/xml_attributes.h"
+#include "base/xml_children.h"
+#include "config/configuration_document.h"
 #include "config/intervals.h"
-#include "config/root.h"
 #include "log/log.h"
 
-namespace {
+using namespace corvenna;
 
-using corvenna::Attribute;
-using corvenna::CopyText;
-using corvenna::Decimal;
-using corvenna::DefaultedAttribute;
-using corvenna::ForEachChild;
-using corvenna::ReadAttributes;
-using corvenna::XmlGuard;
+namespace {
 
 using Cloud = ST_CLOUDSERVER_CONFIG_ATTR;
 using Gateway = ST_GATEWAY_INFO;
@@ -31,28 +29,29 @@ constexpr char kVersionFile[] = "/quorvane/Config/version/main-version.conf";
 // A gateway without an address talks to nobody.
 constexpr char kDefaultCloudIp[] = "127.0.0.1";
 
-constexpr corvenna::RootMessages kRootMessages = {
+constexpr RootRule kRoot = {
+    "sysConfig",
     "SysConfigXml document is null",
     "SysConfigXml document,Empty document.",
     "SysConfigXml document,root is not sysConfig.",
 };
 
 constexpr Attribute<Gateway> kStation[] = {
-    {"stationName", [](auto &info, auto value) { CopyText<256>(info.stationName, value); }},
-    {"longitude", [](auto &info, auto value) { CopyText<256>(info.longitude, value); }},
-    {"latitude", [](auto &info, auto value) { CopyText<256>(info.latitude, value); }},
+    {"stationName", CORVENNA_TEXT(Gateway, stationName, 256)},
+    {"longitude", CORVENNA_TEXT(Gateway, longitude, 256)},
+    {"latitude", CORVENNA_TEXT(Gateway, latitude, 256)},
 };
 constexpr Attribute<Gateway> kRooms[] = {
-    {"roomName", [](auto &info, auto value) { CopyText<256>(info.roomName, value); }},
-    {"desc", [](auto &info, auto value) { CopyText<256>(info.roomDesc, value); }},
+    {"roomName", CORVENNA_TEXT(Gateway, roomName, 256)},
+    {"desc", CORVENNA_TEXT(Gateway, roomDesc, 256)},
 };
 constexpr Attribute<Gateway> kBaseInfo[] = {
-    {"gatewayName", [](auto &info, auto value) { CopyText<256>(info.gateWayName, value); }},
-    {"address", [](auto &info, auto value) { CopyText<256>(info.address, value); }},
+    {"gatewayName", CORVENNA_TEXT(Gateway, gateWayName, 256)},
+    {"address", CORVENNA_TEXT(Gateway, address, 256)},
 };
 constexpr Attribute<Gateway> kOwner[] = {
-    {"ownerName", [](auto &info, auto value) { CopyText<256>(info.ownerName, value); }},
-    {"desc", [](auto &info, auto value) { CopyText<256>(info.ownerDesc, value); }},
+    {"ownerName", CORVENNA_TEXT(Gateway, ownerName, 256)},
+    {"desc", CORVENNA_TEXT(Gateway, ownerDesc, 256)},
 };
 
 std::uint8_t Byte(const char *value) {
@@ -66,43 +65,36 @@ std::int16_t Signed(const char *value) {
 }
 
 constexpr DefaultedAttribute<Cloud> kCloud[] = {
-    {"cloudip", [](auto &cloud, auto value) { CopyText<63>(cloud.cloudip, value); },
-     [](auto &cloud) { CopyText<63>(cloud.cloudip, kDefaultCloudIp); }},
-    {"port", [](auto &cloud, auto value) { cloud.port = Word(value); },
-     [](auto &cloud) { cloud.port = 80; }},
-    {"checked", [](auto &cloud, auto value) { cloud.checked = Byte(value); },
-     [](auto &cloud) { cloud.checked = 0; }},
-    {"Dir", [](auto &cloud, auto value) { CopyText<63>(cloud.Dir, value); },
-     [](auto &cloud) { CopyText<63>(cloud.Dir, ""); }},
-    {"RealDataInv",
-     [](auto &cloud, auto value) { cloud.RealDataInv = corvenna::RealDataInterval(Word(value)); },
-     [](auto &cloud) { cloud.RealDataInv = corvenna::kDefaultRealDataInterval; }},
-    {"AlarmDataInv",
-     [](auto &cloud, auto value) { cloud.AlarmDataInv = corvenna::RaisedTo(30, Signed(value)); },
-     [](auto &cloud) { cloud.AlarmDataInv = -1; }},
-    {"HeartInterval",
-     [](auto &cloud, auto value) { cloud.HeartBeatInv = corvenna::RaisedTo(60, Signed(value)); },
-     [](auto &cloud) { cloud.HeartBeatInv = -1; }},
+    {{"cloudip", CORVENNA_TEXT(Cloud, cloudip, 63)}, kDefaultCloudIp},
+    {{"port", [](auto &cloud, auto value) { cloud.port = Word(value); }}, "80"},
+    {{"checked", [](auto &cloud, auto value) { cloud.checked = Byte(value); }}, "0"},
+    {{"Dir", CORVENNA_TEXT(Cloud, Dir, 63)}, ""},
+    {{"RealDataInv",
+      [](auto &cloud, auto value) { cloud.RealDataInv = RealDataInterval(Word(value)); }},
+     "0"},  // as a value below a minute
+    {{"AlarmDataInv",
+      [](auto &cloud, auto value) { cloud.AlarmDataInv = RaisedTo(30, Signed(value)); }},
+     "-1"},
+    {{"HeartInterval",
+      [](auto &cloud, auto value) { cloud.HeartBeatInv = RaisedTo(60, Signed(value)); }},
+     "-1"},
     // On purpose: 60 when absent, where the other intervals mean "never".
-    {"FailInterval",
-     [](auto &cloud, auto value) { cloud.CheckFailInv = corvenna::RaisedTo(30, Signed(value)); },
-     [](auto &cloud) { cloud.CheckFailInv = 60; }},
-    {"RecallInterval",
-     [](auto &cloud, auto value) { cloud.RecallInv = corvenna::RaisedTo(60, Signed(value)); },
-     [](auto &cloud) { cloud.RecallInv = -1; }},
-    {"FileType", [](auto &cloud, auto value) { CopyText<15>(cloud.filetype, value); },
-     [](auto &cloud) { CopyText<15>(cloud.filetype, "json"); }},
-    {"IsCompress", [](auto &cloud, auto value) { cloud.isCompress = Byte(value); },
-     [](auto &cloud) { cloud.isCompress = 0; }},
-    {"TcpChannel", [](auto &cloud, auto value) { cloud.TcpChannel = Byte(value); },
-     [](auto &cloud) { cloud.TcpChannel = 0; }},
+    {{"FailInterval",
+      [](auto &cloud, auto value) { cloud.CheckFailInv = RaisedTo(30, Signed(value)); }},
+     "60"},
+    {{"RecallInterval",
+      [](auto &cloud, auto value) { cloud.RecallInv = RaisedTo(60, Signed(value)); }},
+     "-1"},
+    {{"FileType", CORVENNA_TEXT(Cloud, filetype, 15)}, "json"},
+    {{"IsCompress", [](auto &cloud, auto value) { cloud.isCompress = Byte(value); }}, "0"},
+    {{"TcpChannel", [](auto &cloud, auto value) { cloud.TcpChannel = Byte(value); }}, "0"},
 };
 
 constexpr Attribute<Https> kHttps[] = {
     {"checked", [](auto &https, auto value) { https.checked = Byte(value); }},
-    {"certfile", [](auto &https, auto value) { CopyText<127>(https.certfile, value); }},
-    {"user", [](auto &https, auto value) { CopyText<63>(https.user, value); }},
-    {"password", [](auto &https, auto value) { CopyText<63>(https.passwd, value); }},
+    {"certfile", CORVENNA_TEXT(Https, certfile, 127)},
+    {"user", CORVENNA_TEXT(Https, user, 63)},
+    {"password", CORVENNA_TEXT(Https, passwd, 63)},
 };
 
 void ReadInfo(const xmlNode *element, Gateway &info) {
@@ -117,38 +109,71 @@ void ReadInfo(const xmlNode *element, Gateway &info) {
 }
 
 void ReadCloud(const xmlNode *element, Cloud &cloud, Https &https) {
-    corvenna::ReadWithDefaults(element, kCloud, cloud);
+    ReadWithDefaults(element, kCloud, cloud);
     ForEachChild(element, "https",
                  [&](const xmlNode *child) { ReadAttributes(child, kHttps, https); });
+}
+
+/// Ours: what is no regular file counts as one that cannot be opened; a pipe would let the host
+/// wait.
+FileDescriptor OpenVersion() {
+    FileDescriptor file(open(kVersionFile, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    struct stat status {};
+    if (file && (fstat(file.Get(), &status) != 0 || !S_ISREG(status.st_mode))) {
+        file.Close();
+    }
+    return file;
+}
+
+/// Reads a line with its end, cut to the buffer. Needs no memory, so the version is never lost for
+/// lack of it.
+/// @return false when the file cannot be read.
+template <std::size_t Size>
+bool ReadLine(const FileDescriptor &file, char (&line)[Size]) {
+    std::size_t length = 0;
+    while (length < Size - 1) {
+        const ssize_t count =
+            TEMP_FAILURE_RETRY(read(file.Get(), line + length, Size - 1 - length));
+        if (count < 0) {
+            return false;
+        }
+        if (count == 0) {
+            break;
+        }
+        length += static_cast<std::size_t>(count);
+    }
+    line[length] = '\0';
+    if (char *end = std::strchr(line, '\n')) {
+        end[1] = '\0';
+    }
+    return true;
 }
 
 }  // namespace
 
 CSysSet::CSysSet() = default;
 
-CSysSet::~CSysSet() {
-    Close();
-}
+CSysSet::~CSysSet() = default;
 
 int CSysSet::Open(const char *path) {
-    const XmlGuard guard;
-    document_ = corvenna::ParseConfiguration(path);
-    if (document_ == nullptr) {
-        log_Text(kLogError, "parsed %s failed", path != nullptr ? path : "");
-        return -1;
-    }
-    xmlKeepBlanksDefault(0);
-    Load();  // On purpose: a rejected document does not fail Open; the cloud service stays off.
-    return 0;
+    return document_.Attempt([&] {
+        const XmlGuard guard;
+        if (!document_.Open(path, guard)) {
+            log_Text(kLogError, "parsed %s failed", Shown(path));
+            return -1;
+        }
+        // On purpose: a rejected document does not fail Open; the cloud service stays off.
+        Load(guard);
+        return 0;
+    });
 }
 
 int CSysSet::LoadNodeFromXml() {
-    const XmlGuard guard;
-    return Load();
+    return document_.Attempt([this] { return Load(XmlGuard()); });
 }
 
-int CSysSet::Load() {
-    const xmlNode *root = corvenna::CheckRoot(document_, "sysConfig", kRootMessages);
+int CSysSet::Load(const XmlGuard &guard) {
+    const xmlNode *root = document_.Root(kRoot, guard);
     if (root == nullptr) {
         return -1;
     }
@@ -160,16 +185,11 @@ int CSysSet::Load() {
 }
 
 int CSysSet::Close() {
-    const XmlGuard guard;
-    if (document_ == nullptr) {
-        return -1;
-    }
-    document_.reset();
-    return 0;
+    return document_.Close();
 }
 
 int CSysSet::IsOpen() const {
-    return document_ != nullptr ? 0 : -1;
+    return document_.IsOpen();
 }
 
 int CSysSet::getVersionInfo() {
@@ -177,13 +197,11 @@ int CSysSet::getVersionInfo() {
         std::printf("/quorvane/Config/version/main-version.conf is not exist");
         return -1;
     }
-    const corvenna::File file(std::fopen(kVersionFile, "r"));
-    if (file == nullptr) {
+    const FileDescriptor file(OpenVersion());
+    char line[100];
+    // Ours: a card that fails is no gateway without a version.
+    if (!file || !ReadLine(file, line)) {
         return -1;
-    }
-    char line[100] = "";
-    if (std::fgets(line, sizeof line, file.get()) == nullptr) {
-        line[0] = '\0';
     }
     // On purpose: the line's end stays in the version and travels to the server with it.
     CopyText<255>(gateway_.version, line);

@@ -1,9 +1,12 @@
 #pragma once
 
+/// @file
+/// The gateway's settings.
+
 #include <cstdint>
 
 #include "base/export.h"
-#include "base/xml_document.h"
+#include "config/configuration_document.h"
 
 #pragma pack(push, 1)
 
@@ -26,16 +29,16 @@ static_assert(sizeof(ST_CLOUDSERVER_CONFIG_ATTR) == 159);
 
 /// The gateway's description, element "Info" of sys.xml, and the software version.
 struct ST_GATEWAY_INFO {
-    char stationName[256];
-    char version[256];  ///< first line of main-version.conf, its line end included
-    char roomName[256];
-    char roomDesc[256];
-    char gateWayName[256];
-    char address[256];
-    char ownerName[256];
-    char ownerDesc[256];
-    char longitude[256];  ///< kept as text
-    char latitude[256];   ///< kept as text
+    char stationName[256];  ///< name of the site
+    char version[256];      ///< first line of main-version.conf, its line end included
+    char roomName[256];     ///< name of the room
+    char roomDesc[256];     ///< what the room is
+    char gateWayName[256];  ///< name of the gateway
+    char address[256];      ///< never sent
+    char ownerName[256];    ///< name of the owner
+    char ownerDesc[256];    ///< who the owner is
+    char longitude[256];    ///< kept as text
+    char latitude[256];     ///< kept as text
 };
 static_assert(sizeof(ST_GATEWAY_INFO) == 2560);
 
@@ -61,6 +64,7 @@ public:
 
     /// Parses a file and loads the records from it. Fields that the file does not set keep what
     /// they held.
+    /// @param path of the file.
     /// @return -1 only when the file cannot be parsed (logged); a rejected document is logged too,
     ///         but gives 0.
     int Open(const char *path);
@@ -77,28 +81,42 @@ public:
     /// @return 0 when a document is held, -1 when not.
     int IsOpen() const;
 
-    // The records inside this object: never null, not to be freed, valid as long as it.
-    ST_CLOUDSERVER_CONFIG_ATTR *GetCloudConfigAttr() { return &cloud_; }
-    ST_GATEWAY_INFO *GetGateWayAttr() { return &gateway_; }
-    ST_HTTPS_CERT_INFO *GetHttpsCertInfo() { return &https_; }
+    /// @return the record inside this object: never null, not to be freed, valid as long as it.
+    CORVENNA_INLINE_API ST_CLOUDSERVER_CONFIG_ATTR *GetCloudConfigAttr() { return &cloud_; }
+    /// @copydoc GetCloudConfigAttr
+    CORVENNA_INLINE_API ST_GATEWAY_INFO *GetGateWayAttr() { return &gateway_; }
+    /// @copydoc GetCloudConfigAttr
+    CORVENNA_INLINE_API ST_HTTPS_CERT_INFO *GetHttpsCertInfo() { return &https_; }
 
     /// Reads the first line of main-version.conf into the gateway record.
     /// @return 0, -1 when the file is missing (printed to standard output) or cannot be opened.
     int getVersionInfo();
 
-    // Debug printers to standard output. The forms without argument print this object's own record.
-    // All return 0, and -1 for a null record where that is checked: ShowHttpsCertInfo does not.
+    /// Prints this object's own record to standard output.
+    /// @return 0.
     int ShowCloudConfig();
+    /// Prints a record to standard output.
+    /// @param config the record.
+    /// @return 0; -1 for a null record (printed too).
     int ShowCloudConfig(const ST_CLOUDSERVER_CONFIG_ATTR *config);
+    /// @copydoc ShowCloudConfig()
     int ShowGateWayInfo();
+    /// Prints a record to standard output.
+    /// @param info the record.
+    /// @return 0; -1 for a null record (printed too).
     int ShowGateWayInfo(const ST_GATEWAY_INFO *info);
+    /// Prints this object's own record to standard output, the password in clear.
+    /// @return 0.
     int ShowHttpsCertInfo();
+    /// Prints a record to standard output, the password in clear.
+    /// @param info the record; not checked for null.
+    /// @return 0.
     int ShowHttpsCertInfo(const ST_HTTPS_CERT_INFO *info);
 
 private:
-    int Load();
+    int Load(const corvenna::XmlGuard &guard);
 
-    corvenna::XmlDocument document_;
+    corvenna::ConfigurationDocument document_;
     ST_CLOUDSERVER_CONFIG_ATTR cloud_{};
     ST_GATEWAY_INFO gateway_{};
     ST_HTTPS_CERT_INFO https_{};

@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// What the clients are asked to do.
+
 #include <cstddef>
 #include <cstdint>
 

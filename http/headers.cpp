@@ -3,8 +3,8 @@
 #include <cstring>
 #include <ctime>
 
-#include "base/format.h"
 #include "base/text.h"
+#include "base/wire_format.h"
 
 namespace corvenna {
 namespace {
@@ -71,7 +71,7 @@ HeaderList UploadHeaders(const char *format, const char *path) {
 HeaderList TimedUploadHeaders(const char *format, const char *path) {
     HeaderList headers = UploadHeaders(format, path);
     char line[64];
-    PrintText<64>(line, "XVane-Time: %d", static_cast<int>(std::time(nullptr)));
+    PrintText(UpTo<64>(line), "XVane-Time: %d", static_cast<int>(std::time(nullptr)));
     headers.Append(line);
     return headers;
 }

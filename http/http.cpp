@@ -9,15 +9,12 @@
 #include "http/transfer.h"
 #include "log/log.h"
 
-using corvenna::CurrentSettings;
-using corvenna::kHttp;
-using corvenna::Run;
-using corvenna::RunNamed;
+using namespace corvenna;
 
 CHttp::CHttp() : result_{} {
-    static_assert(sizeof result_ == corvenna::kResultAreaSize);
+    static_assert(sizeof result_ == kResultAreaSize);
     pthread_mutex_init(&lock_, nullptr);
-    curl_global_init(CURL_GLOBAL_ALL);
+    StartLibcurl();
 }
 
 CHttp::~CHttp() {
@@ -29,7 +26,7 @@ int CHttp::UploadMemoryData(ST_FRAME_MEMORY_UPLOAD *frame) {
     return RunNamed(kHttp, CurrentSettings(), frame);
 }
 
-int CHttp::ExchangeMemoryData(ST_FRAME_MEMORY_UPLOAD *frame, corvenna::Outcome &outcome) {
+int CHttp::ExchangeMemoryData(ST_FRAME_MEMORY_UPLOAD *frame, Outcome &outcome) {
     return RunNamed(kHttp, CurrentSettings(), frame, &outcome);
 }
 
@@ -63,12 +60,12 @@ int CHttp::GetDownFile(ST_FRAME_FILE_UPLOAD *frame, down_file_para * /*file*/) {
 
 int CHttp::ReadJsonDataFile(const char *path, char *buffer, int capacity) {
     if (path == nullptr || buffer == nullptr) {
-        return corvenna::kFail;
+        return kFail;
     }
-    const corvenna::File file(std::fopen(path, "r+"));
+    const File file(std::fopen(path, "r+"));
     if (file == nullptr) {
-        log_Text(4, "Can not open file %s", path);
-        return corvenna::kFail;
+        log_Text(kLogWarn, "Can not open file %s", path);
+        return kFail;
     }
     const long size = std::fseek(file.get(), 0, SEEK_END) == 0 ? std::ftell(file.get()) : 0;
     std::rewind(file.get());

@@ -4,15 +4,12 @@
 
 #include "http/transfer.h"
 
-using corvenna::CurrentSettings;
-using corvenna::kHttps;
-using corvenna::Run;
-using corvenna::RunNamed;
+using namespace corvenna;
 
 CHttps::CHttps() : result_{} {
-    static_assert(sizeof result_ == corvenna::kResultAreaSize);
+    static_assert(sizeof result_ == kResultAreaSize);
     pthread_mutex_init(&lock_, nullptr);
-    curl_global_init(CURL_GLOBAL_ALL);
+    StartLibcurl();
 }
 
 CHttps::~CHttps() {
@@ -24,7 +21,7 @@ int CHttps::UploadMemoryData(ST_FRAME_MEMORY_UPLOAD *frame) {
     return RunNamed(kHttps, CurrentSettings(), frame);
 }
 
-int CHttps::ExchangeMemoryData(ST_FRAME_MEMORY_UPLOAD *frame, corvenna::Outcome &outcome) {
+int CHttps::ExchangeMemoryData(ST_FRAME_MEMORY_UPLOAD *frame, Outcome &outcome) {
     return RunNamed(kHttps, CurrentSettings(), frame, &outcome);
 }
 

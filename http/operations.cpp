@@ -21,6 +21,7 @@ constexpr Option kHttpsGet[] = {O::kUrl,      O::kVerifyPeerOff, O::kVerifyHostO
 constexpr Option kHttpPost[] = {O::kUrl,       O::kVerifyPeerOff, O::kVerifyHostOff, O::kHeaders,
                                 O::kTimeout90, O::kNoSignal,      O::kWrite,         O::kRead,
                                 O::kBody,      O::kBodySize};
+// On purpose: the POST alone carries the credentials.
 constexpr Option kHttpsPost[] = {
     O::kUrl,      O::kVerifyPeerOff, O::kVerifyHostOff, O::kCaFile,
     O::kHeaders,  O::kCookieJar,     O::kCookieFile,    O::kTimeout90,
@@ -96,18 +97,18 @@ bool NotAbortedAnd200Or201Or426(const Outcome &outcome) {
 // ---- What is logged ----
 
 void GetRefused(const Outcome &o) {
-    log_Text(4, "curl_easy_perform() failed: %s when get info,httpcode = %d", ErrorText(o),
+    log_Text(kLogWarn, "curl_easy_perform() failed: %s when get info,httpcode = %d", ErrorText(o),
              static_cast<int>(o.status));
 }
 
 void DeleteRefusedOnConsoleToo(const Outcome &o) {
     constexpr char kText[] = "curl_easy_perform() failed when delete: %s,httpcode =%ld";
-    log_Text(4, kText, ErrorText(o), o.status);
+    log_Text(kLogWarn, kText, ErrorText(o), o.status);
     std::printf(kText, ErrorText(o), o.status);
 }
 
 void UploadStarted(const char *path, const char *url) {
-    log_Text(3, "start Send file %s to %s", path, url);
+    log_Text(kLogInfo, "start Send file %s to %s", path, url);
 }
 
 void UploadStartedOnConsoleToo(const char *path, const char *url) {
@@ -116,23 +117,24 @@ void UploadStartedOnConsoleToo(const char *path, const char *url) {
 }
 
 void DownloadStarted(const char *path, const char *url) {
-    log_Text(3, "start down file %s from %s", path, url);
+    log_Text(kLogInfo, "start down file %s from %s", path, url);
 }
 
 void MissingForHttp(const char *path) {
-    log_Text(4, "Can not find File %s when send files\n", path);
+    log_Text(kLogWarn, "Can not find File %s when send files\n", path);
 }
 
 void MissingForHttps(const char *path) {
-    log_Text(4, "Can not find FIle %s when send files\n", path);
+    // On purpose: over HTTPS the word is spelt with two capitals.
+    log_Text(kLogWarn, "Can not find FIle %s when send files\n", path);
 }
 
 void UploadRefusedByHttp(const char *path, const Outcome &o) {
-    log_Text(4, "send file %s failed: %s,httpcode =%ld", path, ErrorText(o), o.status);
+    log_Text(kLogWarn, "send file %s failed: %s,httpcode =%ld", path, ErrorText(o), o.status);
 }
 
 void UploadRefusedByHttps(const char *path, const Outcome &o) {
-    log_Text(4, "send file %s failed: %s,httpcode = %ld", path, ErrorText(o), o.status);
+    log_Text(kLogWarn, "send file %s failed: %s,httpcode = %ld", path, ErrorText(o), o.status);
 }
 
 }  // namespace
@@ -147,13 +149,13 @@ const Operations kHttp = {
     {kHttpGet, AcceptHeaders, Status200Or201, GetRefused, kFail},
     {kHttpPost, BodyHeaders, Status200Or201,
      [](const Outcome &o) {
-         log_Text(4, "curl_easy_perform() failed when post: %s,httpcode =%ld", ErrorText(o),
+         log_Text(kLogWarn, "curl_easy_perform() failed when post: %s,httpcode =%ld", ErrorText(o),
                   o.status);
      },
      kPostRefused},
     {kHttpPut, BodyHeaders, Status200Or201,
      [](const Outcome &o) {
-         log_Text(4, "curl_easy_perform() failed when put: %s,httpcode =%ld", ErrorText(o),
+         log_Text(kLogWarn, "curl_easy_perform() failed when put: %s,httpcode =%ld", ErrorText(o),
                   o.status);
      },
      kFail},
@@ -169,17 +171,17 @@ const Operations kHttps = {
     {kHttpsGet, AcceptHeaders, Status200, GetRefused, kFail},
     {kHttpsPost, BodyHeaders, Status200Or201,
      [](const Outcome &o) {
-         log_Text(4, "curl_easy_perform() failed:%s httpcode =%ld", ErrorText(o), o.status);
+         log_Text(kLogWarn, "curl_easy_perform() failed:%s httpcode =%ld", ErrorText(o), o.status);
      },
      kPostRefused},
     {kHttpsPut, BodyHeaders, Status200Or201,
      [](const Outcome &o) {
-         log_Text(4, "failed,errdesc:%s httpcode =%ld", ErrorText(o), o.status);
+         log_Text(kLogWarn, "failed,errdesc:%s httpcode =%ld", ErrorText(o), o.status);
      },
      kFail},
     {kHttpsDelete, BodyHeaders, Status204,
      [](const Outcome &o) {
-         log_Text(4, "failed when delete: %s,httpcode =%ld", ErrorText(o), o.status);
+         log_Text(kLogWarn, "failed when delete: %s,httpcode =%ld", ErrorText(o), o.status);
      },
      kFail},
     {kHttpsUpload, TimedUploadHeaders, NotAbortedAnd200Or201Or426, MissingForHttps, UploadStarted,

@@ -45,7 +45,6 @@ enum class Option {
 /// The options of an operation, in the order in which they are set.
 struct Options {
     template <std::size_t Size>
-    // NOLINTNEXTLINE(google-explicit-constructor): a table's rows name arrays
     constexpr Options(const Option (&options)[Size]) : first(options), count(Size) {}
     const Option *begin() const { return first; }
     const Option *end() const { return first + count; }

@@ -1,16 +1,28 @@
 #include "http/transfer.h"
 
+#include <strings.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 
+#include "base/file_kind.h"
 #include "base/handle.h"
+#include "base/pipe.h"
+#include "base/process_end.h"
 #include "base/text.h"
+#include "config/instances.h"
 #include "log/log.h"
-#include "plugin/instances.h"
+
+// Of OpenSSL, when that is what libcurl uses; null otherwise.
+extern "C" {
+[[gnu::weak]] int RAND_status(void);
+[[gnu::weak]] int RAND_poll(void);
+[[gnu::weak]] int OPENSSL_init_crypto(std::uint64_t options, const void *settings);
+}
 
 namespace corvenna {
 namespace {
@@ -19,6 +31,21 @@ constexpr char kCookieStore[] = "/tmp/dev-web.cookie";
 constexpr long kTimeoutSeconds = 90;
 constexpr long kOff = 0;
 constexpr long kOn = 1;
+
+/// The handle of one exchange, which the end of the process waits for.
+class Exchange {
+public:
+    /// @param wanted whether there is something to be exchanged.
+    explicit Exchange(bool wanted = true)
+        : handle_(wanted && ExchangeUnderWay::IsAllowed() ? curl_easy_init() : nullptr) {}
+
+    /// Null when the exchange cannot begin.
+    CURL *Handle() const { return handle_.get(); }
+
+private:
+    const ExchangeUnderWay underWay_;  // until the handle is gone, which may talk to the server
+    const CurlHandle handle_;
+};
 
 /// What the options of a request are filled from, all borrowed; an operation's options name only
 /// what it has.
@@ -34,119 +61,148 @@ struct Parts {
     curl_off_t resumeAt = 0;
 };
 
-void ApplyCredentials(CURL *handle, const ST_HTTPS_CERT_INFO &https) {
+CURLcode SetCredentials(CURL *handle, const ST_HTTPS_CERT_INFO &https) {
     constexpr std::size_t kSize = sizeof https.user + sizeof https.passwd;
     char credentials[kSize];
-    PrintText<kSize>(credentials, "%s:%s", https.user, https.passwd);
-    curl_easy_setopt(handle, CURLOPT_USERPWD, credentials);
+    PrintText(AllOf(credentials), "%s:%s", https.user, https.passwd);
+    return curl_easy_setopt(handle, CURLOPT_USERPWD, credentials);
 }
 
 /// The legacy upload switch: off, so that the body options decide.
-void ApplyPutOff(CURL *handle) {
+CURLcode SetPutOff(CURL *handle) {
     // Its successor CURLOPT_UPLOAD is another option; the server side was agreed with this one.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
-    curl_easy_setopt(handle, CURLOPT_PUT, kOff);
+    return curl_easy_setopt(handle, CURLOPT_PUT, kOff);
 #pragma GCC diagnostic pop
 }
 
-void Apply(Option option, CURL *handle, const Parts &parts) {
+/// Ours: libcurl opens the store whatever it is, and at the other end of a pipe, which any user can
+/// make in /tmp, there may be nobody for ever; no time-out holds then. (A folder fails by itself.)
+bool CookieStoreMayBlock() {
+    const mode_t kind = KindOf(kCookieStore);
+    return kind != 0 && kind != S_IFREG && kind != S_IFDIR;
+}
+
+/// Both uses are left out where the store may block; the request goes without cookies.
+CURLcode SetCookieStore(CURL *handle, CURLoption use) {
+    if (!CookieStoreMayBlock()) {
+        return curl_easy_setopt(handle, use, kCookieStore);
+    }
+    if (use == CURLOPT_COOKIEFILE) {
+        log_Text(kLogError, "%s is no file, the request goes without cookies", kCookieStore);
+    }
+    return CURLE_OK;
+}
+
+CURLcode Set(Option option, CURL *handle, const Parts &parts) {
     switch (option) {
         case Option::kUrl:
-            curl_easy_setopt(handle, CURLOPT_URL, parts.url);
-            break;
+            return curl_easy_setopt(handle, CURLOPT_URL, parts.url);
         case Option::kVerifyPeerOff:
-            curl_easy_setopt(handle, CURLOPT_SSL_VERIFYPEER, kOff);
-            break;
+            return curl_easy_setopt(handle, CURLOPT_SSL_VERIFYPEER, kOff);
         case Option::kVerifyHostOff:
-            curl_easy_setopt(handle, CURLOPT_SSL_VERIFYHOST, kOff);
-            break;
+            return curl_easy_setopt(handle, CURLOPT_SSL_VERIFYHOST, kOff);
         case Option::kCaFile:
-            curl_easy_setopt(handle, CURLOPT_CAINFO, parts.https.certfile);
-            break;
+            return curl_easy_setopt(handle, CURLOPT_CAINFO, parts.https.certfile);
         case Option::kHeaders:
-            curl_easy_setopt(handle, CURLOPT_HTTPHEADER, parts.headers.Get());
-            break;
+            return curl_easy_setopt(handle, CURLOPT_HTTPHEADER, parts.headers.Get());
         case Option::kCookieJar:
-            curl_easy_setopt(handle, CURLOPT_COOKIEJAR, kCookieStore);
-            break;
+            return SetCookieStore(handle, CURLOPT_COOKIEJAR);
         case Option::kCookieFile:
-            curl_easy_setopt(handle, CURLOPT_COOKIEFILE, kCookieStore);
-            break;
+            return SetCookieStore(handle, CURLOPT_COOKIEFILE);
         case Option::kTimeout90:
-            curl_easy_setopt(handle, CURLOPT_TIMEOUT, kTimeoutSeconds);
-            break;
+            return curl_easy_setopt(handle, CURLOPT_TIMEOUT, kTimeoutSeconds);
         case Option::kNoSignal:
-            curl_easy_setopt(handle, CURLOPT_NOSIGNAL, kOn);
-            break;
+            return curl_easy_setopt(handle, CURLOPT_NOSIGNAL, kOn);
         case Option::kWriteIfSet:
             if (parts.write == nullptr) {
-                break;
+                return CURLE_OK;
             }
             [[fallthrough]];
         case Option::kWrite:
-            curl_easy_setopt(handle, CURLOPT_WRITEFUNCTION, parts.write);
-            break;
+            return curl_easy_setopt(handle, CURLOPT_WRITEFUNCTION, parts.write);
         case Option::kReadIfSet:
             if (parts.read == nullptr) {
-                break;
+                return CURLE_OK;
             }
             [[fallthrough]];
         case Option::kRead:
-            curl_easy_setopt(handle, CURLOPT_READFUNCTION, parts.read);
-            break;
+            return curl_easy_setopt(handle, CURLOPT_READFUNCTION, parts.read);
         case Option::kPostOn:
-            curl_easy_setopt(handle, CURLOPT_POST, kOn);
-            break;
+            return curl_easy_setopt(handle, CURLOPT_POST, kOn);
         case Option::kPostOff:
-            curl_easy_setopt(handle, CURLOPT_POST, kOff);
-            break;
+            return curl_easy_setopt(handle, CURLOPT_POST, kOff);
         case Option::kPutOff:
-            ApplyPutOff(handle);
-            break;
+            return SetPutOff(handle);
         case Option::kVerbPut:
-            curl_easy_setopt(handle, CURLOPT_CUSTOMREQUEST, "PUT");
-            break;
+            return curl_easy_setopt(handle, CURLOPT_CUSTOMREQUEST, "PUT");
         case Option::kVerbDelete:
-            curl_easy_setopt(handle, CURLOPT_CUSTOMREQUEST, "DELETE");
-            break;
+            return curl_easy_setopt(handle, CURLOPT_CUSTOMREQUEST, "DELETE");
         case Option::kBody:
-            curl_easy_setopt(handle, CURLOPT_POSTFIELDS, parts.body);
-            break;
+            return curl_easy_setopt(handle, CURLOPT_POSTFIELDS, parts.body);
         case Option::kBodySize:
-            curl_easy_setopt(handle, CURLOPT_POSTFIELDSIZE, parts.bodySize);
-            break;
+            return curl_easy_setopt(handle, CURLOPT_POSTFIELDSIZE, parts.bodySize);
         case Option::kReadFile:
-            curl_easy_setopt(handle, CURLOPT_READDATA, parts.file);
-            break;
+            return curl_easy_setopt(handle, CURLOPT_READDATA, parts.file);
         case Option::kWriteFile:
-            curl_easy_setopt(handle, CURLOPT_WRITEDATA, parts.file);
-            break;
+            return curl_easy_setopt(handle, CURLOPT_WRITEDATA, parts.file);
         case Option::kResume:
-            curl_easy_setopt(handle, CURLOPT_RESUME_FROM_LARGE, parts.resumeAt);
-            break;
+            return curl_easy_setopt(handle, CURLOPT_RESUME_FROM_LARGE, parts.resumeAt);
         case Option::kBasicAuth:
-            curl_easy_setopt(handle, CURLOPT_HTTPAUTH, static_cast<long>(CURLAUTH_BASIC));
-            break;
+            return curl_easy_setopt(handle, CURLOPT_HTTPAUTH, static_cast<long>(CURLAUTH_BASIC));
         case Option::kCredentials:
-            ApplyCredentials(handle, parts.https);
-            break;
+            return SetCredentials(handle, parts.https);
+    }
+    return CURLE_OK;
+}
+
+/// Ours: what an option did not take in would make another request, a POST of what was to be
+/// deleted. Only an option that this build of libcurl does without is passed over.
+bool IsTaken(CURLcode result) {
+    return result == CURLE_OK || result == CURLE_UNKNOWN_OPTION || result == CURLE_NOT_BUILT_IN;
+}
+
+/// @return CURLE_OK when every option is taken, otherwise how the first one failed.
+CURLcode SetAll(const Options &options, CURL *handle, const Parts &parts) {
+    if (!parts.headers.Complete()) {
+        return CURLE_OUT_OF_MEMORY;
+    }
+    for (const Option option : options) {
+        const CURLcode result = Set(option, handle, parts);
+        if (!IsTaken(result)) {
+            return result;
+        }
+    }
+    return CURLE_OK;
+}
+
+/// Ours: OpenSSL's source of random numbers that found no memory while it was renewed stays failed,
+/// and libcurl, which only asks for its state, would refuse TLS for as long as the process lives.
+/// When this fails, too, so does the transfer, and the next one tries again.
+void MendRandomness() {
+    if (RAND_status != nullptr && RAND_poll != nullptr && RAND_status() != 1) {
+        static_cast<void>(RAND_poll());
     }
 }
 
-/// The one place where a transfer runs. Nothing is tried when the header lines found no memory.
+bool IsSecure(const char *url) {
+    constexpr char kScheme[] = "https:";
+    return strncasecmp(url, kScheme, sizeof kScheme - 1) == 0;
+}
+
+/// The one place where a transfer runs. What could not be asked for is not tried.
 Outcome Transfer(CURL *handle, const Options &options, Parts &parts) {
+    if (IsSecure(parts.url)) {
+        MendRandomness();
+    }
     Outcome outcome;
-    if (!parts.headers.Complete()) {
-        outcome.transfer = CURLE_OUT_OF_MEMORY;
-        return outcome;
-    }
-    for (const Option option : options) {
-        Apply(option, handle, parts);
-    }
-    outcome.transfer = curl_easy_perform(handle);
+    const CURLcode asked = SetAll(options, handle, parts);
+    outcome.transfer = asked == CURLE_OK ? curl_easy_perform(handle) : asked;
     parts.headers.Free();
-    curl_easy_getinfo(handle, CURLINFO_RESPONSE_CODE, &outcome.status);
+    if (curl_easy_getinfo(handle, CURLINFO_RESPONSE_CODE, &outcome.status) != CURLE_OK) {
+        outcome.status = 0;
+    }
     return outcome;
 }
 
@@ -168,41 +224,66 @@ void KeepPath(ResultArea &area, const char *path) {
 }
 
 /// Ours: a file that is there and cannot be opened is told apart from a missing one.
-File OpenLogged(const char *path, const char *mode) {
-    File file(std::fopen(path, mode));
-    if (file == nullptr) {
-        log_Text(kLogError, "Can not open file %s", path);
+void ReportUnopened(const char *path) {
+    log_Text(kLogError, "Can not open file %s", path);
+}
+
+/// @return whether the file has a size that libcurl can be told.
+bool ReadSize(std::FILE *file, long &size) {
+    struct stat status {};
+    if (fstat(fileno(file), &status) != 0) {
+        return false;
     }
-    return file;
+    size = static_cast<long>(status.st_size);
+    return static_cast<off_t>(size) == status.st_size;
 }
 
 /// Opens a file to send; logged when that is impossible.
 /// @param size receives its bytes.
 File OpenToSend(const char *path, long &size) {
-    File file = OpenLogged(path, "rb");
-    struct stat status {};
-    if (file == nullptr || fstat(fileno(file.get()), &status) != 0) {
+    // Ours: a folder opens, yet nothing can be read from it; a pipe opens when its writer comes.
+    File file(KindOf(path) == S_IFREG ? std::fopen(path, "rb") : nullptr);
+    if (file == nullptr || !ReadSize(file.get(), size)) {
+        ReportUnopened(path);
         return nullptr;
     }
-    if (S_ISDIR(status.st_mode)) {  // Ours: opens and has a size, but nothing can be read from it.
-        log_Text(kLogError, "Can not open file %s", path);
-        return nullptr;
-    }
-    size = static_cast<long>(status.st_size);
     // libcurl reads in pieces of its own buffer's size; a second buffer only costs.
     static_cast<void>(std::setvbuf(file.get(), nullptr, _IONBF, 0));
     return file;
 }
 
+/// Opens what a download goes to; logged when that is impossible.
+File OpenToAppend(const char *path) {
+    // Ours: a pipe opens when its reader comes.
+    File file(IsPipe(path) ? nullptr : std::fopen(path, "ab"));
+    if (file == nullptr) {
+        ReportUnopened(path);
+    }
+    return file;
+}
+
 }  // namespace
+
+void StartLibcurl() {
+    // Ours: what OpenSSL cleans up at the end of the process threads of the host may be using, in
+    // an exchange that goes on or by ending just then. What is kept goes with the process; a host
+    // that has something done by OpenSSL's clean-up calls that itself. Without effect where the
+    // host has used OpenSSL before.
+    constexpr std::uint64_t kWithoutCleanUpAtExit = 0x00080000;  // OPENSSL_INIT_NO_ATEXIT
+    if (OPENSSL_init_crypto != nullptr) {
+        static_cast<void>(OPENSSL_init_crypto(kWithoutCleanUpAtExit, nullptr));
+    }
+    // When this finds no memory, curl_easy_init tries again.
+    static_cast<void>(curl_global_init(CURL_GLOBAL_ALL));
+}
 
 Settings CurrentSettings() {
     CSysSet &settings = *GetCSysSetInstance();
     return {*settings.GetCloudConfigAttr(), *settings.GetHttpsCertInfo()};
 }
 
-int Run(const MemoryOperation &operation, const Settings &settings,
-        const ST_FRAME_MEMORY_UPLOAD *frame, Outcome *outcome) {
+int Run(const MemoryOperation &operation, Settings settings, const ST_FRAME_MEMORY_UPLOAD *frame,
+        Outcome *outcome) {
     if (frame == nullptr) {
         return kFail;
     }
@@ -211,15 +292,15 @@ int Run(const MemoryOperation &operation, const Settings &settings,
         log_Text(kLogError, "body of %u bytes is too long for %s", length, frame->url);
         return kFail;
     }
-    const CurlHandle handle(curl_easy_init());
-    if (handle == nullptr) {
+    const Exchange exchange;
+    if (exchange.Handle() == nullptr) {
         return kFail;
     }
     Parts parts{settings.https, frame->url, frame->writeCallback, frame->readCallback};
     parts.headers = operation.headers(frame->format, settings.cloud.isCompress != 0);
     parts.body = frame->body;
     parts.bodySize = static_cast<long>(length);
-    const Outcome ended = Transfer(handle.get(), operation.options, parts);
+    const Outcome ended = Transfer(exchange.Handle(), operation.options, parts);
     if (outcome != nullptr) {
         *outcome = ended;
     }
@@ -230,15 +311,15 @@ int Run(const MemoryOperation &operation, const Settings &settings,
     return operation.onRefusal;
 }
 
-int RunNamed(const Operations &client, const Settings &settings,
-             const ST_FRAME_MEMORY_UPLOAD *frame, Outcome *outcome) {
+int RunNamed(const Operations &client, Settings settings, const ST_FRAME_MEMORY_UPLOAD *frame,
+             Outcome *outcome) {
     const MemoryOperation *operation =
         frame != nullptr ? FindOperation(client, frame->method) : nullptr;
     return operation != nullptr ? Run(*operation, settings, frame, outcome) : kFail;
 }
 
-int Run(const UploadOperation &operation, const Settings &settings,
-        const ST_FRAME_FILE_UPLOAD *frame, ResultArea &area, int *httpCode) {
+int Run(const UploadOperation &operation, Settings settings, const ST_FRAME_FILE_UPLOAD *frame,
+        ResultArea &area, int *httpCode) {
     if (frame == nullptr) {
         return kFail;
     }
@@ -250,8 +331,8 @@ int Run(const UploadOperation &operation, const Settings &settings,
     }
     long size = 0;
     const File file = OpenToSend(path, size);
-    const CurlHandle handle(file != nullptr ? curl_easy_init() : nullptr);
-    if (handle == nullptr) {
+    const Exchange exchange(file != nullptr);
+    if (exchange.Handle() == nullptr) {
         return kFail;
     }
     operation.started(path, frame->url);
@@ -259,7 +340,7 @@ int Run(const UploadOperation &operation, const Settings &settings,
     parts.headers = operation.headers(frame->format, path);
     parts.file = file.get();
     parts.bodySize = size;
-    const Outcome ended = Transfer(handle.get(), operation.options, parts);
+    const Outcome ended = Transfer(exchange.Handle(), operation.options, parts);
     if (httpCode != nullptr) {
         *httpCode = static_cast<int>(ended.status);
     }
@@ -267,31 +348,30 @@ int Run(const UploadOperation &operation, const Settings &settings,
         operation.refused(path, ended);
         return kFail;
     }
-    log_Text(3, "Send file %s Success", path);
+    log_Text(kLogInfo, "Send file %s Success", path);
     return kOk;
 }
 
-int Run(const DownloadOperation &operation, const Settings &settings,
-        const ST_FRAME_FILE_UPLOAD *frame) {
+int Run(const DownloadOperation &operation, Settings settings, const ST_FRAME_FILE_UPLOAD *frame) {
     if (frame == nullptr) {
         return kFail;
     }
     const char *path = frame->filePath;
-    const File file = OpenLogged(path, "ab");
-    const CurlHandle handle(file != nullptr ? curl_easy_init() : nullptr);
-    if (handle == nullptr) {
+    const File file = OpenToAppend(path);
+    const Exchange exchange(file != nullptr);
+    if (exchange.Handle() == nullptr) {
         return kFail;
     }
     operation.started(path, frame->url);
     Parts parts{settings.https, frame->url, frame->writeCallback, frame->readCallback};
     parts.file = file.get();
-    parts.resumeAt = std::max(0L, std::ftell(file.get()));
-    const Outcome ended = Transfer(handle.get(), operation.options, parts);
+    parts.resumeAt = std::max<off_t>(0, ftello(file.get()));
+    const Outcome ended = Transfer(exchange.Handle(), operation.options, parts);
     if (ended.transfer != CURLE_OK) {
-        log_Text(4, "recv file %s failed: %s", path, ErrorText(ended));
+        log_Text(kLogWarn, "recv file %s failed: %s", path, ErrorText(ended));
         return kFail;
     }
-    log_Text(3, "Rev file %s Success", path);
+    log_Text(kLogInfo, "Rev file %s Success", path);
     return kOk;
 }
 

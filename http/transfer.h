@@ -9,6 +9,9 @@
 
 namespace corvenna {
 
+/// For a client's constructor; its destructor calls curl_global_cleanup().
+void StartLibcurl();
+
 /// A client's result area; aligned like a word.
 constexpr std::size_t kResultAreaSize = 385;
 using ResultArea = char[kResultAreaSize];
@@ -28,22 +31,21 @@ Settings CurrentSettings();
 /// @param outcome receives how the exchange ended; may be null, and is left alone when none was
 ///                tried.
 /// @return kOk for an accepted answer, otherwise the operation's own result.
-int Run(const MemoryOperation &operation, const Settings &settings,
-        const ST_FRAME_MEMORY_UPLOAD *frame, Outcome *outcome = nullptr);
+int Run(const MemoryOperation &operation, Settings settings, const ST_FRAME_MEMORY_UPLOAD *frame,
+        Outcome *outcome = nullptr);
 
 /// Runs the client's operation that the frame's method field names, kFail for any other word.
-int RunNamed(const Operations &client, const Settings &settings,
-             const ST_FRAME_MEMORY_UPLOAD *frame, Outcome *outcome = nullptr);
+int RunNamed(const Operations &client, Settings settings, const ST_FRAME_MEMORY_UPLOAD *frame,
+             Outcome *outcome = nullptr);
 
 /// Sends the frame's file.
 /// @param area     receives the file's path from index 1 on, at most 63 characters.
 /// @param httpCode receives the status once the transfer has run, 0 when no answer came; may be
 ///                 null.
-int Run(const UploadOperation &operation, const Settings &settings,
-        const ST_FRAME_FILE_UPLOAD *frame, ResultArea &area, int *httpCode = nullptr);
+int Run(const UploadOperation &operation, Settings settings, const ST_FRAME_FILE_UPLOAD *frame,
+        ResultArea &area, int *httpCode = nullptr);
 
 /// Appends to the frame's file, from where it ends.
-int Run(const DownloadOperation &operation, const Settings &settings,
-        const ST_FRAME_FILE_UPLOAD *frame);
+int Run(const DownloadOperation &operation, Settings settings, const ST_FRAME_FILE_UPLOAD *frame);
 
 }  // namespace corvenna

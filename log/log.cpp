@@ -2,27 +2,29 @@
 
 #include <atomic>
 #include <cstdarg>
+#include <cstddef>
 #include <cstdio>
 
 #include "log/log_database.h"
 #include "log/log_txt.h"
 #include "log/singleton.h"
 
+using namespace corvenna;
+
 namespace {
 
 std::atomic<bool> gDebug{false};
 
-constexpr const char *kLevelWords[] = {"SEND", "RECV", "DEBUG", "INFO", "WARN", "ERROR", "FATAL"};
-
 /// DEBUG messages are never stored, and not even formatted unless they are echoed.
-template <std::size_t Capacity>
-__attribute__((format(printf, 1, 0))) void Echo(const char *format, va_list arguments) {
-    char text[Capacity];
-    std::vsnprintf(text, sizeof text, format, arguments);
+/// @param capacity of the text, with its NUL
+__attribute__((format(printf, 2, 0))) void Echo(std::size_t capacity, const char *format,
+                                                va_list arguments) {
+    char text[kMostFormatted];
+    std::vsnprintf(text, capacity, format, arguments);
     std::fputs(text, stderr);
 }
 
-template <class Sink, std::size_t Capacity>
+template <class Sink, class Fields>
 __attribute__((format(printf, 2, 0))) void Log(LogLevel level, const char *format,
                                                va_list arguments) {
     const bool echo = gDebug.load(std::memory_order_relaxed);
@@ -30,7 +32,7 @@ __attribute__((format(printf, 2, 0))) void Log(LogLevel level, const char *forma
         Singleton<Sink>::Instance().InsertFormatted(LogLevelToString(level), format, arguments,
                                                     echo);
     } else if (echo) {
-        Echo<Capacity>(format, arguments);
+        Echo(Fields::kFormatCapacity, format, arguments);
     }
 }
 
@@ -46,7 +48,7 @@ int log_init(int debug) {
 int log_DB(LogLevel level, const char *format, ...) {
     va_list arguments;
     va_start(arguments, format);
-    Log<CLogDatabase, corvenna::DatabaseFields::kFormatCapacity>(level, format, arguments);
+    Log<CLogDatabase, DatabaseFields>(level, format, arguments);
     va_end(arguments);
     return 1;
 }
@@ -54,12 +56,7 @@ int log_DB(LogLevel level, const char *format, ...) {
 int log_Text(LogLevel level, const char *format, ...) {
     va_list arguments;
     va_start(arguments, format);
-    Log<CLogTxt, corvenna::TextFields::kFormatCapacity>(level, format, arguments);
+    Log<CLogTxt, TextFields>(level, format, arguments);
     va_end(arguments);
     return 1;
-}
-
-const char *LogLevelToString(LogLevel level) {
-    constexpr int kLevels = sizeof kLevelWords / sizeof kLevelWords[0];
-    return 0 <= level && level < kLevels ? kLevelWords[level] : "UNKNOWN";
 }

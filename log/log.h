@@ -1,21 +1,16 @@
 #pragma once
 
+/// @file
+/// The log. All three calls may come from any thread. The two logging calls never touch the disk:
+/// they stamp the message with the local time and queue it; a writer thread per sink stores it
+/// within about five seconds. None throws. What finds no room in its sink's 16 MiB, or no memory,
+/// is dropped and counted; a WARN entry tells the number.
+///
+/// In a child that fork() made, messages are refused until it calls log_init: it has no writers.
+
 #include "base/export.h"
+#include "log/level.h"
 
-/// A message's level: any number is good, those outside 0..6 are stored as "UNKNOWN".
-using LogLevel = int;
-
-constexpr LogLevel kLogSend = 0;   ///< "SEND", outgoing traffic
-constexpr LogLevel kLogRecv = 1;   ///< "RECV", incoming traffic
-constexpr LogLevel kLogDebug = 2;  ///< "DEBUG", echoed in debug mode and never stored
-constexpr LogLevel kLogInfo = 3;   ///< "INFO", progress
-constexpr LogLevel kLogWarn = 4;   ///< "WARN", warnings
-constexpr LogLevel kLogError = 5;  ///< "ERROR", failures
-constexpr LogLevel kLogFatal = 6;  ///< "FATAL"
-
-// All four may be called from any thread. The two logging calls never touch the disk: they stamp
-// the message with the local time and queue it; a writer thread per sink stores it within about
-// five seconds.
 extern "C" {
 
 /// Starts both sinks with their writer threads and creates the log directory.
@@ -24,17 +19,19 @@ extern "C" {
 CORVENNA_API int log_init(int debug);
 
 /// Queues a message for the database "/tmp/CloudLog/Cloudlog.db". At most 254 characters are kept;
-/// a message with a double quote is lost. May be called before log_init.
+/// a message with a double quote is lost. May be called before log_init. Waits for ever where the
+/// database can be neither made nor opened.
+/// @param level  of the message; any number is good.
+/// @param format of printf, with its arguments behind it.
 /// @return always 1.
 CORVENNA_API int log_DB(LogLevel level, const char *format, ...)
     __attribute__((format(printf, 2, 3)));
 
 /// Queues a message for the day's text file in "/tmp/CloudLog". At most 2046 characters are kept.
 /// May be called before log_init.
+/// @param level  of the message; any number is good.
+/// @param format of printf, with its arguments behind it.
 /// @return always 1.
 CORVENNA_API int log_Text(LogLevel level, const char *format, ...)
     __attribute__((format(printf, 2, 3)));
-
-/// The word that is stored for a level, "UNKNOWN" outside 0..6. A literal, never freed.
-CORVENNA_API const char *LogLevelToString(LogLevel level);
 }

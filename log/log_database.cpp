@@ -9,20 +9,16 @@
 #include <cstring>
 #include <mutex>
 
+#include "base/file_kind.h"
 #include "base/text.h"
-#include "base/thread.h"
 #include "log/sqlite.h"
 
 namespace {
 
-using corvenna::Database;
-using corvenna::Mutex;
-using corvenna::PrintText;
-using corvenna::SqliteMessage;
-using corvenna::Statement;
+using namespace corvenna;
 
-constexpr char kDirectory[] = "/tmp/CloudLog";
 constexpr char kDatabase[] = "/tmp/CloudLog/Cloudlog.db";
+constexpr char kJournal[] = "/tmp/CloudLog/Cloudlog.db-journal";
 constexpr char kTable[] = "log_tbl";
 constexpr char kColumns[] =
     R"(log_tbl(Pid INTEGER PRIMARY KEY, RecordDate DATE, RecordTime TIME, log_Type TEXT, log_Desc TEXT))";
@@ -30,14 +26,58 @@ constexpr char kInsert[] =
     R"(INSERT INTO log_tbl(RecordDate, RecordTime, log_Type, log_Desc) VALUES("%s","%s","%s","%s"))";
 
 constexpr int kRowCap = 10000;
-constexpr unsigned kWriterPauseSeconds = 5;
+constexpr int kLongestValue = 1048576;  // far beyond an entry
 constexpr int kAttempts = 20;
-constexpr useconds_t kLockedPauseMicroseconds = 200000;
-constexpr std::time_t kFinishSeconds = 10;
-constexpr int kFinishPauses = kFinishSeconds * 1000000 / kLockedPauseMicroseconds;
+constexpr long long kLockedPauseMicroseconds = 200000;
+
+/// How long a batch waits for readers: without an end, as long as its entries have attempts.
+class Patience {
+public:
+    explicit Patience(const Deadline *end) : end_(end) {
+        if (end != nullptr) {
+            pauses_ = (end->Left() + kLockedPauseMicroseconds - 1) / kLockedPauseMicroseconds;
+        }
+    }
+
+    /// @return false at once when it has come to its end.
+    bool Pause() {
+        const long long left = end_ != nullptr ? end_->Left() : LLONG_MAX;
+        if (pauses_ == 0 || left == 0) {
+            return false;
+        }
+        --pauses_;
+        usleep(static_cast<useconds_t>(std::min(left, kLockedPauseMicroseconds)));
+        return true;
+    }
+
+private:
+    const Deadline *end_;
+    long long pauses_ = LLONG_MAX;
+};
 
 bool Exists(const char *path) {
     return access(path, F_OK) == 0;
+}
+
+/// Ours: SQLite opens what is there, whatever it is. At a pipe in the journal's place it would wait
+/// for ever, with the queue locked; a device may be a terminal, which would become the host's own
+/// and end it when it is hung up. Neither holds anything to roll back, so a journal that is one is
+/// taken away.
+/// @return whether SQLite may open database and journal.
+bool MayBeOpened() {
+    const mode_t journal = KindOf(kJournal);
+    return KindOf(kDatabase) != S_IFCHR &&
+           ((journal != S_IFIFO && journal != S_IFCHR) || unlink(kJournal) == 0);
+}
+
+/// The table is all that we use of a database that somebody else may have made.
+void UseTablesAlone(sqlite3 *database) {
+    // The insert statement puts its texts between double quotes, which builds of SQLite may refuse.
+    sqlite3_db_config(database, SQLITE_DBCONFIG_DQS_DML, 1, nullptr);
+    // Ours: what a trigger or a view does may have no end, and what a column is made of no bound.
+    sqlite3_db_config(database, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);
+    sqlite3_db_config(database, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
+    sqlite3_limit(database, SQLITE_LIMIT_LENGTH, kLongestValue);
 }
 
 Database OpenDatabase(int &result) {
@@ -59,8 +99,7 @@ bool Execute(sqlite3 *database, const char *sql) {
 }
 
 /// Waits for a reader to let go of the database; gives up on any other error.
-/// @param pauses how many the batch has left.
-bool ExecutePatiently(sqlite3 *database, const char *sql, int &pauses) {
+bool ExecutePatiently(sqlite3 *database, const char *sql, Patience &patience) {
     for (int attempt = 1;; ++attempt) {
         SqliteMessage message;
         if (Execute(database, sql, message) == SQLITE_OK) {
@@ -68,11 +107,9 @@ bool ExecutePatiently(sqlite3 *database, const char *sql, int &pauses) {
         }
         const bool locked =
             message != nullptr && std::strstr(message.get(), "database is locked") != nullptr;
-        if (!locked || attempt == kAttempts || pauses == 0) {
+        if (!locked || attempt == kAttempts || !patience.Pause()) {
             return false;
         }
-        --pauses;
-        usleep(kLockedPauseMicroseconds);
     }
 }
 
@@ -83,21 +120,16 @@ bool HasDoubleQuote(const ST_LOG_NODE &entry) {
            std::strchr(entry.log_Desc, '"') != nullptr;
 }
 
-void InsertRow(sqlite3 *database, const ST_LOG_NODE &entry, int &pauses) {
+void InsertRow(sqlite3 *database, const ST_LOG_NODE &entry, Patience &patience) {
     // On purpose: texts are not escaped, and an entry with a double quote is lost. Ours: it is not
     // even handed to SQLite, where it could end the statement and begin another.
     if (HasDoubleQuote(entry)) {
         return;
     }
     char statement[1024];
-    PrintText<sizeof statement>(statement, kInsert, entry.RecordDate, entry.RecordTime,
-                                entry.log_Type, entry.log_Desc);
-    ExecutePatiently(database, statement, pauses);
-}
-
-void *RunWriter(void *self) {
-    CLogDatabase::RecordThread(self);
-    return nullptr;
+    PrintText(AllOf(statement), kInsert, entry.RecordDate, entry.RecordTime, entry.log_Type,
+              entry.log_Desc);
+    ExecutePatiently(database, statement, patience);
 }
 
 }  // namespace
@@ -105,10 +137,11 @@ void *RunWriter(void *self) {
 CLogDatabase::CLogDatabase() = default;
 
 CLogDatabase::~CLogDatabase() {
-    Finish();
+    FinishUntil(Deadline(kFinishSeconds));
 }
 
 int CLogDatabase::Init() {
+    StartAgainAfterFork();
     LogMaxItemSet(kRowCap);
     return 0;
 }
@@ -117,90 +150,68 @@ void CLogDatabase::LogMaxItemSet(int cap) {
     cap_ = cap;
 }
 
-int CLogDatabase::InsertLog(const char *type, const char *text) {
-    queue_.Append(type != nullptr ? type : "", text != nullptr ? text : "");
-    return 0;
-}
-
-void CLogDatabase::InsertFormatted(const char *type, const char *format, va_list arguments,
-                                   bool echo) {
-    queue_.AppendFormatted(type, format, arguments, echo);
-}
-
-void CLogDatabase::RecordThread(void *self) {
-    auto *sink = static_cast<CLogDatabase *>(self);
-    for (;;) {
-        sink->WriteLog(&sink->queue_.All());
-        sleep(kWriterPauseSeconds);
-    }
-}
-
-int CLogDatabase::WriteLog(std::list<ST_LOG_NODE> *queue) {
-    if (queue == nullptr) {
-        return -1;
-    }
-    std::unique_lock<Mutex> queueLock(queue_.Lock());
-    if (queue->empty()) {
-        return -1;
-    }
-    if (!WriteBatch(*queue, queueLock, INT_MAX)) {
-        // On purpose: the queue stays locked when the database cannot be made or opened; the sink
-        // and all later callers of log_DB block.
-        leftLocked_ = true;
-        queueLock.release();
-        return -1;
-    }
-    return 0;
-}
-
-bool CLogDatabase::WriteBatch(std::list<ST_LOG_NODE> &queue, std::unique_lock<Mutex> &queueLock,
-                              int pauses) {
-    const auto count = static_cast<int>(queue.size());
+bool CLogDatabase::WriteBatch(LogBatch<ST_LOG_NODE> &batch, std::unique_lock<Mutex> &queueLock,
+                              const Deadline *end) {
+    const auto count = static_cast<int>(std::min<std::size_t>(batch.Count(), INT_MAX));
     if (!Exists(kDatabase) && LogTableCreate(nullptr) != 0) {
         return false;
     }
-    const std::lock_guard<Mutex> databaseLock(databaseMutex_);
+    const std::unique_lock<Mutex> databaseLock(LockStore(end));
+    if (!databaseLock.owns_lock()) {
+        return false;
+    }
+    if (!MayBeOpened()) {
+        batch.Clear();  // as in a folder that takes no journal: the batch is lost, the log goes on
+        return true;
+    }
     int result = SQLITE_OK;
     Database database = OpenDatabase(result);
     if (result != SQLITE_OK) {
         std::printf("Open database(%s) failed: %s\n", kDatabase, sqlite3_errmsg(database.get()));
         return false;
     }
-    // The insert statement puts its texts between double quotes, which builds of SQLite may refuse.
-    sqlite3_db_config(database.get(), SQLITE_DBCONFIG_DQS_DML, 1, nullptr);
+    UseTablesAlone(database.get());
     CheckSizeAndClear(database.get(), kTable, cap_, count);
     Execute(database.get(), "BEGIN TRANSACTION;");
+    Patience patience(end);
     for (int i = 0; i < count; ++i) {
-        InsertRow(database.get(), queue.front(), pauses);
-        queue_.Retire(queue);
+        ST_LOG_NODE entry;
+        batch.Take(entry);
+        InsertRow(database.get(), entry, patience);
     }
-    ExecutePatiently(database.get(), "COMMIT TRANSACTION;", pauses);
+    ExecutePatiently(database.get(), "COMMIT TRANSACTION;", patience);
     database.reset();
     queueLock.unlock();
     return true;
 }
 
+void CLogDatabase::AfterFailure(std::unique_lock<Mutex> &queueLock) {
+    // On purpose: the queue stays locked when the database cannot be made or opened; the sink and
+    // all later callers of log_DB block.
+    LeaveLocked(queueLock);
+}
+
 int CLogDatabase::LogTableCreate(char * /*path*/) {
-    if (!Exists(kDirectory)) {
-        mkdir(kDirectory, 0100);  // On purpose: for the owner to pass through, nothing else.
+    if (!Exists(kLogDirectory)) {
+        mkdir(kLogDirectory, 0100);  // On purpose: for the owner to pass through, nothing else.
     }
     if (Exists(kDatabase)) {
         return 0;
     }
-    const std::lock_guard<Mutex> lock(databaseMutex_);
+    const std::unique_lock<Mutex> databaseLock(LockStore(nullptr));
     int result = SQLITE_OK;
     const Database database = OpenDatabase(result);
     if (result != SQLITE_OK) {
         return -1;
     }
     char statement[255];
-    PrintText<sizeof statement>(statement, "%s %s", "CREATE TABLE IF NOT EXISTS", kColumns);
+    PrintText(AllOf(statement), "%s %s", "CREATE TABLE IF NOT EXISTS", kColumns);
     return Execute(database.get(), statement) ? 0 : -1;
 }
 
 int CLogDatabase::GetTableSize(sqlite3 *database, const char *table) {
     char query[255];
-    PrintText<sizeof query>(query, "SELECT COUNT(*) FROM %s", table);
+    PrintText(AllOf(query), "SELECT COUNT(*) FROM %s", table);
     sqlite3_stmt *handle = nullptr;
     const int result = sqlite3_prepare(database, query, -1, &handle, nullptr);
     const Statement statement(handle);
@@ -208,8 +219,8 @@ int CLogDatabase::GetTableSize(sqlite3 *database, const char *table) {
         std::printf("SQL error: %s\n", sqlite3_errmsg(database));
         return -1;
     }
-    sqlite3_step(statement.get());
-    return sqlite3_column_int(statement.get(), 0);
+    // A table that cannot be read counts as empty: nothing is deleted for the new rows.
+    return sqlite3_step(statement.get()) == SQLITE_ROW ? sqlite3_column_int(statement.get(), 0) : 0;
 }
 
 void CLogDatabase::CheckSizeAndClear(sqlite3 *database, const char *table, int cap, int incoming) {
@@ -218,25 +229,8 @@ void CLogDatabase::CheckSizeAndClear(sqlite3 *database, const char *table, int c
         return;
     }
     char statement[255];
-    PrintText<sizeof statement>(
-        statement, "DELETE from %s where Pid in (select Pid from %s order by Pid limit %d)", table,
-        table, static_cast<int>(std::min<long long>(excess, INT_MAX)));
+    PrintText(AllOf(statement),
+              "DELETE from %s where Pid in (select Pid from %s order by Pid limit %d)", table,
+              table, static_cast<int>(std::min<long long>(excess, INT_MAX)));
     Execute(database, statement);
-}
-
-void CLogDatabase::Start() {
-    // A sink without a thread keeps what is queued until the process ends.
-    corvenna::StartDetachedThread(RunWriter, this, &thread_);
-}
-
-void CLogDatabase::Finish() {
-    // Ours: nothing is lost at an orderly end, but nothing waits on a mutex that is locked for
-    // good, and a database that somebody keeps locked does not hold up the end entry by entry.
-    if (leftLocked_ || !queue_.Lock().TryLockFor(kFinishSeconds)) {
-        return;
-    }
-    std::unique_lock<Mutex> queueLock(queue_.Lock(), std::adopt_lock);
-    if (!queue_.All().empty()) {
-        WriteBatch(queue_.All(), queueLock, kFinishPauses);
-    }
 }

@@ -1,12 +1,9 @@
 #pragma once
 
-#include <pthread.h>
-
 #include <atomic>
-#include <cstdarg>
-#include <list>
+#include <cstddef>
 
-#include "log/log_queue.h"
+#include "log/log_sink.h"
 #include "log/singleton.h"
 
 struct sqlite3;
@@ -40,9 +37,11 @@ struct DatabaseFields {
 /// Keeps entries in memory and writes them in batches into the table "log_tbl" of
 /// "/tmp/CloudLog/Cloudlog.db", where the oldest rows beyond the row cap are deleted.
 ///
-/// Any thread may insert; the writer thread of the single instance calls WriteLog every five
-/// seconds. Lock order: queue, then database. Owns its queue; a connection lives for one batch.
-class CLogDatabase : public corvenna::LogSink {
+/// Any thread may insert; the writer thread of the single instance writes every five seconds.
+/// WriteLog writes all entries in one transaction; it returns 0, and -1 when there are none, or
+/// when the database cannot be made or opened: the queue mutex then stays locked for good, and
+/// every later caller blocks. Lock order: queue, then database. A connection lives for one batch.
+class CLogDatabase : public corvenna::LogSink<CLogDatabase, ST_LOG_NODE, corvenna::DatabaseFields> {
 public:
     CLogDatabase();
     /// Writes what is queued.
@@ -55,22 +54,6 @@ public:
 
     void LogMaxItemSet(int cap);
 
-    /// Queues one entry with the local time of now. @return 0.
-    int InsertLog(const char *type, const char *text);
-
-    /// Formats a message and queues it, likewise.
-    __attribute__((format(printf, 3, 0))) void InsertFormatted(const char *type, const char *format,
-                                                               va_list arguments, bool echo);
-
-    /// Body of the writer thread: writes the queue and sleeps five seconds, for ever.
-    /// @param self the sink.
-    static void RecordThread(void *self);
-
-    /// Writes all entries of a queue in one transaction.
-    /// @return 0; -1 when there are none, or when the database cannot be made or opened: the queue
-    ///         mutex then stays locked for good, and every later caller blocks.
-    int WriteLog(std::list<ST_LOG_NODE> *queue);
-
     /// Creates directory, file and table where the file is missing.
     /// @param path not used. @return 0 or -1.
     int LogTableCreate(char *path);
@@ -81,17 +64,11 @@ public:
     /// Deletes the oldest rows so that `incoming` new ones fit under `cap`.
     void CheckSizeAndClear(sqlite3 *database, const char *table, int cap, int incoming);
 
-    // For Singleton: starts the writer thread; writes what is queued at the end of the process.
-    void Start();
-    void Finish();
-
 private:
-    bool WriteBatch(std::list<ST_LOG_NODE> &queue, std::unique_lock<corvenna::Mutex> &queueLock,
-                    int pauses);
+    friend LogSink;
+    bool WriteBatch(corvenna::LogBatch<ST_LOG_NODE> &batch,
+                    std::unique_lock<corvenna::Mutex> &queueLock, const corvenna::Deadline *end);
+    void AfterFailure(std::unique_lock<corvenna::Mutex> &queueLock);
 
-    pthread_t thread_{};
-    corvenna::Mutex databaseMutex_;
-    corvenna::LogQueue<ST_LOG_NODE, corvenna::DatabaseFields> queue_;
     std::atomic<int> cap_{0};
-    std::atomic<bool> leftLocked_{false};
 };

@@ -1,109 +1,126 @@
 #pragma once
 
-#include <atomic>
-#include <cstdarg>
 #include <cstddef>
-#include <cstdio>
-#include <cstring>
+#include <cstdint>
 #include <list>
-#include <mutex>
 
 #include "base/text.h"
-#include "log/mutex.h"
+#include "log/blocks.h"
 #include "log/stamp.h"
 
 namespace corvenna {
 
-/// A log's entries in the order of their arrival, and written ones that are kept for use again, so
-/// that a caller usually needs no allocation. Any thread may append; whoever writes holds the
-/// mutex.
+/// What stands before each queued text; with it, an entry costs 38 bytes more than its text.
+struct LogHeader {
+    LogStamp stamp;
+    char type[12];
+    std::uint16_t length;  ///< of the text, which has no NUL
+};
+static_assert(sizeof(LogHeader) == 38);
+
+/// A sink's entries in the order of their arrival. Who calls it holds the sink's queue mutex.
 ///
-/// Fields tells how a node is laid out: `Date(node)`, `Time(node)`, `Type(node)`, `Text(node)`,
-/// each a char array of the node; `kFormatCapacity`, within which a message is formatted, and
-/// `kTextCapacity`, of which the stored text keeps that much, both with the NUL.
-template <class Node, class Fields>
+/// Ours: it is bounded. An entry that does not fit, or finds no memory, is dropped and counted; the
+/// next one that fits is preceded by one that tells the number.
 class LogQueue {
 public:
-    using Entries = std::list<Node>;
+    void Append(const LogHeader &header, const char *text);
 
-    /// Queues a text as it is, with the local time of now.
-    void Append(const char *type, const char *text) {
-        Entries one = TakeNode();
-        CopyText<Fields::kTextCapacity>(Fields::Text(one.front()), text);
-        Append(one, type);
-    }
+    /// Counts an entry that was lost before it came here.
+    void CountDropped() { ++dropped_; }
 
-    /// Formats a message straight into the node that is queued.
-    /// @param echo also writes the formatted text to standard error.
-    __attribute__((format(printf, 3, 0))) void AppendFormatted(const char *type, const char *format,
-                                                               va_list arguments, bool echo) {
-        Entries one = TakeNode();
-        auto &text = Fields::Text(one.front());
-        static_assert(Fields::kFormatCapacity <= sizeof text);
-        std::vsnprintf(text, Fields::kFormatCapacity, format, arguments);
-        if (echo) {
-            std::fputs(text, stderr);
-        }
-        text[Fields::kTextCapacity - 1] = '\0';
-        Append(one, type);
-    }
+    std::size_t Count() const { return count_; }
 
-    /// Removes the first entry of a queue, this one's or another's, and keeps its node. Needs the
-    /// mutex.
-    void Retire(Entries &queue) {
-        if (spare_.size() < kSpareNodes) {
-            spare_.splice(spare_.begin(), queue, queue.begin());
-            hasSpare_.store(true, std::memory_order_relaxed);
-        } else {
-            queue.pop_front();
+    /// Takes the first entry out. There must be one.
+    LogHeader TakeHeader();
+    /// Then its text, as long as the header says.
+    void TakeText(char *text, std::size_t length) { blocks_.Take(text, length); }
+
+    void Clear();
+
+    /// Gives back some of the memory that the last burst left, once a round.
+    void Rest() {
+        constexpr int kBlocksOfRound = 4;
+        for (int i = 0; i < kBlocksOfRound; ++i) {
+            blocks_.GiveBackSpare();
         }
     }
 
-    Entries &All() { return entries_; }
-    Mutex &Lock() { return mutex_; }
+    /// For a forked child: empty, whatever another thread was doing.
+    void Forget();
 
 private:
-    static constexpr std::size_t kSpareNodes = 64;
+    void Put(const LogHeader &header, const char *text);
+    void PutDropped(const LogStamp &stamp);
 
-    /// Makes a node in place without clearing it, which would cost as much as the rest of an
-    /// allocation: every field is written before it is read.
-    struct Uncleared {
-        operator Node() const {
-            Node node;
-            return node;
-        }
-    };
+    Blocks blocks_;
+    std::size_t count_ = 0;
+    unsigned long long dropped_ = 0;
+};
 
-    /// Does not wait: a message is formatted, echoed and stamped when it is logged, even while a
-    /// batch is written or the queue is locked for good.
-    Entries TakeNode() {
-        Entries one;
-        if (hasSpare_.load(std::memory_order_relaxed)) {
-            const std::unique_lock<Mutex> lock(mutex_, std::try_to_lock);
-            if (lock.owns_lock() && !spare_.empty()) {
-                one.splice(one.end(), spare_, spare_.begin());
-                hasSpare_.store(!spare_.empty(), std::memory_order_relaxed);
-                return one;
-            }
-        }
-        one.emplace_back(Uncleared());
-        return one;
+/// The entries that a batch takes: those of a sink's own queue, or of a caller's list.
+template <class Node>
+class LogBatch {
+public:
+    LogBatch(const LogBatch &) = delete;
+    LogBatch &operator=(const LogBatch &) = delete;
+
+    virtual std::size_t Count() const = 0;
+    /// Moves the first entry into a node, all of whose texts end with a NUL.
+    virtual void Take(Node &node) = 0;
+    virtual void Clear() = 0;
+
+protected:
+    LogBatch() = default;
+    ~LogBatch() = default;
+};
+
+/// Fields tells how a node is laid out: `Date(node)`, `Time(node)`, `Type(node)`, `Text(node)`,
+/// each a char array of the node.
+template <class Node, class Fields>
+class QueuedEntries final : public LogBatch<Node> {
+public:
+    explicit QueuedEntries(LogQueue &queue) : queue_(queue) {}
+
+    std::size_t Count() const override { return queue_.Count(); }
+    void Take(Node &node) override {
+        const LogHeader header = queue_.TakeHeader();
+        CopyText<sizeof header.stamp.date>(Fields::Date(node), header.stamp.date);
+        CopyText<sizeof header.stamp.time>(Fields::Time(node), header.stamp.time);
+        CopyText<sizeof header.type>(Fields::Type(node), header.type);
+        queue_.TakeText(Fields::Text(node), header.length);
+        Fields::Text(node)[header.length] = '\0';
+    }
+    void Clear() override { queue_.Clear(); }
+
+private:
+    LogQueue &queue_;
+};
+
+template <class Node, class Fields>
+class ListedEntries final : public LogBatch<Node> {
+public:
+    explicit ListedEntries(std::list<Node> &list) : list_(list) {}
+
+    std::size_t Count() const override { return list_.size(); }
+    void Take(Node &node) override {
+        // Ours: a caller's text that fills its field to the brim is not read beyond it.
+        Node &first = list_.front();
+        Copy(Fields::Date(node), Fields::Date(first));
+        Copy(Fields::Time(node), Fields::Time(first));
+        Copy(Fields::Type(node), Fields::Type(first));
+        Copy(Fields::Text(node), Fields::Text(first));
+        list_.pop_front();
+    }
+    void Clear() override { list_.clear(); }
+
+private:
+    template <std::size_t Size>
+    static void Copy(char (&field)[Size], const char (&text)[Size]) {
+        CopyText<Size>(field, text);
     }
 
-    void Append(Entries &one, const char *type) {
-        Node &node = one.front();
-        const LogStamp &stamp = CurrentLogStamp();
-        std::memcpy(Fields::Date(node), stamp.date, sizeof stamp.date);
-        std::memcpy(Fields::Time(node), stamp.time, sizeof stamp.time);
-        CopyText<sizeof Fields::Type(node)>(Fields::Type(node), type);
-        const std::lock_guard<Mutex> lock(mutex_);
-        entries_.splice(entries_.end(), one);
-    }
-
-    Mutex mutex_;
-    Entries entries_;
-    Entries spare_;
-    std::atomic<bool> hasSpare_{false};  // may be out of date, which costs a lock or an allocation
+    std::list<Node> &list_;
 };
 
 }  // namespace corvenna

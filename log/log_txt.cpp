@@ -14,50 +14,40 @@
 #include <memory>
 #include <mutex>
 
+#include "base/file_descriptor.h"
+#include "base/handle.h"
 #include "base/local_time.h"
 #include "base/text.h"
-#include "base/thread.h"
 
 namespace {
 
-using corvenna::CopyText;
-using corvenna::Mutex;
-using corvenna::PrintText;
+using namespace corvenna;
 
-constexpr char kDirectory[] = "/tmp/CloudLog";
 constexpr int kDayFileBytes = 1048576;
-constexpr unsigned kWriterPauseSeconds = 5;
-constexpr std::time_t kFinishSeconds = 10;
 
-class FileDescriptor {
-public:
-    explicit FileDescriptor(int descriptor) : descriptor_(descriptor) {}
-    ~FileDescriptor() { Close(); }
-    FileDescriptor(const FileDescriptor &) = delete;
-    FileDescriptor &operator=(const FileDescriptor &) = delete;
+using Directory = std::unique_ptr<DIR, FreedBy<closedir>>;
 
-    int Get() const { return descriptor_; }
-    void Close() {
-        if (descriptor_ >= 0) {
-            close(descriptor_);
-            descriptor_ = -1;
-        }
+FileDescriptor OpenDayFile(const char *name) {
+    // On purpose: 0400. The process runs as the superuser, who can append to such a file again.
+    // Ours: O_CLOEXEC, so that no shell of an installation inherits it; O_NOCTTY, so that no
+    // terminal becomes the host's own and ends it when it is hung up.
+    FileDescriptor file(open(name, O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC | O_NOCTTY, 0400));
+    struct stat status {};
+    // Ours: a pipe in the file's place would fill up, or a terminal be stopped, and hold the writer
+    // for ever.
+    if (file && ((fstat(file.Get(), &status) == 0 && S_ISFIFO(status.st_mode)) ||
+                 isatty(file.Get()) != 0)) {
+        file.Close();
     }
-
-private:
-    int descriptor_;
-};
-
-struct ClosedDirectory {
-    void operator()(DIR *directory) const { closedir(directory); }
-};
+    return file;
+}
 
 /// Named after today, not after the entries: what is queued before midnight and written after it
 /// lands in the new day's file.
 template <std::size_t Size>
 void NameDayFile(char (&name)[Size]) {
-    const std::tm today = corvenna::LocalTime(std::time(nullptr)).value_or(std::tm{});
-    PrintText<Size>(name, "%s/%02d%02d_log.txt", kDirectory, today.tm_mon + 1, today.tm_mday);
+    const std::tm today = LocalTime(std::time(nullptr)).value_or(std::tm{});
+    PrintText(AllOf(name), "%s/%02d%02d_log.txt", kLogDirectory, today.tm_mon + 1, today.tm_mday);
 }
 
 void WriteEntry(int descriptor, const ST_TXT_LOG_NODE &entry) {
@@ -76,83 +66,48 @@ bool MakeMissing(const char *directory) {
     return (errno == ENOENT || errno == ENOTDIR) && mkdir(directory, 0755) == 0;
 }
 
-void *RunWriter(void *self) {
-    CLogTxt::RecordThread(self);
-    return nullptr;
-}
-
 }  // namespace
 
 CLogTxt::CLogTxt() = default;
 
 CLogTxt::~CLogTxt() {
-    Finish();
+    FinishUntil(Deadline(kFinishSeconds));
 }
 
 int CLogTxt::Init() {
-    CreateDirectory(kDirectory);
+    StartAgainAfterFork();
+    CreateDirectory(kLogDirectory);
     return 0;
 }
 
-int CLogTxt::InsertLog(const char *type, const char *text) {
-    queue_.Append(type != nullptr ? type : "", text != nullptr ? text : "");
-    return 0;
-}
-
-void CLogTxt::InsertFormatted(const char *type, const char *format, va_list arguments, bool echo) {
-    queue_.AppendFormatted(type, format, arguments, echo);
-}
-
-void CLogTxt::RecordThread(void *self) {
-    auto *sink = static_cast<CLogTxt *>(self);
-    for (;;) {
-        sink->WriteLog(&sink->queue_.All());
-        sleep(kWriterPauseSeconds);
-    }
-}
-
-int CLogTxt::WriteLog(std::list<ST_TXT_LOG_NODE> *queue) {
-    if (queue == nullptr) {
-        return -1;
-    }
-    std::unique_lock<Mutex> queueLock(queue_.Lock());
-    return WriteBatch(*queue, queueLock);
-}
-
-int CLogTxt::WriteBatch(std::list<ST_TXT_LOG_NODE> &queue, std::unique_lock<Mutex> &queueLock) {
-    if (queue.empty()) {
-        return -1;
-    }
-    CreateDirectory(kDirectory);
+bool CLogTxt::WriteBatch(LogBatch<ST_TXT_LOG_NODE> &batch, std::unique_lock<Mutex> &queueLock,
+                         const Deadline *end) {
+    CreateDirectory(kLogDirectory);
     char name[63];
     NameDayFile(name);
-    const std::lock_guard<Mutex> fileLock(fileMutex_);
-    // On purpose: 0400. The process runs as the superuser, who can append to such a file again.
-    // Ours: O_CLOEXEC, so that no shell of an installation inherits it.
-    FileDescriptor file(open(name, O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC, 0400));
-    if (file.Get() < 0) {
+    const std::unique_lock<Mutex> fileLock(LockStore(end));
+    if (!fileLock.owns_lock()) {
+        return false;
+    }
+    FileDescriptor file = OpenDayFile(name);
+    if (!file) {
         std::printf("Open %s failed\n", name);
-        return -1;
+        return false;
     }
     // Looked at once: a batch may carry the file past the limit, the next one is dropped.
     if (GetFileSize(name) > kDayFileBytes) {
-        Discard(queue);
-        return 0;
+        batch.Clear();
+        return true;
     }
-    for (std::size_t count = queue.size(); count > 0; --count) {
-        WriteEntry(file.Get(), queue.front());
-        queue_.Retire(queue);
+    for (std::size_t count = batch.Count(); count > 0; --count) {
+        ST_TXT_LOG_NODE entry;
+        batch.Take(entry);
+        WriteEntry(file.Get(), entry);
     }
     queueLock.unlock();
     file.Close();
     CheckSizeAndClear();
-    return 0;
-}
-
-void CLogTxt::Discard(std::list<ST_TXT_LOG_NODE> &queue) {
-    while (!queue.empty()) {
-        queue_.Retire(queue);
-    }
+    return true;
 }
 
 int CLogTxt::CreateDirectory(const char *path) {
@@ -186,21 +141,21 @@ int CLogTxt::GetFileSize(const char *file) {
 }
 
 int CLogTxt::GetFirstLogTxt(char *name, unsigned char capacity) {
-    const std::unique_ptr<DIR, ClosedDirectory> directory(opendir(kDirectory));
+    const Directory directory(opendir(kLogDirectory));
     if (directory == nullptr) {
         return -1;
     }
     int count = 0;
     auto smallest = UINT_MAX;
     while (const dirent *entry = readdir(directory.get())) {
-        const auto number = static_cast<unsigned>(corvenna::Decimal(entry->d_name));
+        const auto number = static_cast<unsigned>(Decimal(entry->d_name));
         if (number != 0) {
             ++count;
             smallest = std::min(smallest, number);
         }
     }
     if (count > 0 && name != nullptr) {
-        std::snprintf(name, capacity, "%s/%04d_log.txt", kDirectory, static_cast<int>(smallest));
+        std::snprintf(name, capacity, "%s/%04d_log.txt", kLogDirectory, static_cast<int>(smallest));
     }
     return count;
 }
@@ -213,18 +168,4 @@ int CLogTxt::CheckSizeAndClear() {
     }
     // On purpose: by month and day alone. After New Year the new year's files go first.
     return unlink(name);
-}
-
-void CLogTxt::Start() {
-    // A sink without a thread keeps what is queued until the process ends.
-    corvenna::StartDetachedThread(RunWriter, this, &thread_);
-}
-
-void CLogTxt::Finish() {
-    // Ours: nothing is lost at an orderly end, and nothing waits for a writer that is stuck.
-    if (!queue_.Lock().TryLockFor(kFinishSeconds)) {
-        return;
-    }
-    std::unique_lock<Mutex> queueLock(queue_.Lock(), std::adopt_lock);
-    WriteBatch(queue_.All(), queueLock);
 }

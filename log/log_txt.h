@@ -1,11 +1,8 @@
 #pragma once
 
-#include <pthread.h>
+#include <cstddef>
 
-#include <cstdarg>
-#include <list>
-
-#include "log/log_queue.h"
+#include "log/log_sink.h"
 #include "log/singleton.h"
 
 #pragma pack(push, 1)
@@ -34,12 +31,25 @@ struct TextFields {
 
 }  // namespace corvenna
 
+namespace corvenna {
+
+/// Stands before the queue and its locks.
+class DayFileCap {
+protected:
+    int fileCap_ = 5;
+};
+
+}  // namespace corvenna
+
 /// Keeps entries in memory and appends them to one file a day, "/tmp/CloudLog/MMDD_log.txt". A
 /// day's file stops growing at 1 MiB; five day files are kept.
 ///
-/// Any thread may insert; the writer thread of the single instance calls WriteLog every five
-/// seconds. Lock order: queue, then file. Owns its queue.
-class CLogTxt : public corvenna::LogSink {
+/// Any thread may insert; the writer thread of the single instance writes every five seconds.
+/// WriteLog writes all entries to today's file, or drops them when that has passed 1 MiB; it
+/// returns 0, and -1 when there are none or the file cannot be opened (the entries stay queued).
+/// Lock order: queue, then file.
+class CLogTxt : private corvenna::DayFileCap,
+                public corvenna::LogSink<CLogTxt, ST_TXT_LOG_NODE, corvenna::TextFields> {
 public:
     CLogTxt();
     /// Writes what is queued.
@@ -49,21 +59,6 @@ public:
 
     /// Creates the log directory. @return 0.
     int Init();
-
-    /// Queues one entry with the local time of now. @return 0.
-    int InsertLog(const char *type, const char *text);
-
-    /// Formats a message and queues it, likewise.
-    __attribute__((format(printf, 3, 0))) void InsertFormatted(const char *type, const char *format,
-                                                               va_list arguments, bool echo);
-
-    /// Body of the writer thread: writes the queue and sleeps five seconds, for ever.
-    /// @param self the sink.
-    static void RecordThread(void *self);
-
-    /// Writes all entries of a queue to today's file, or drops them when that has passed 1 MiB.
-    /// @return 0; -1 when there are none or the file cannot be opened (the entries stay queued).
-    int WriteLog(std::list<ST_TXT_LOG_NODE> *queue);
 
     /// Creates every missing directory along a path of at most 126 characters. @return 0 or -1.
     int CreateDirectory(const char *path);
@@ -80,16 +75,9 @@ public:
     /// @return 0; -1 when the directory cannot be opened or the file cannot be deleted.
     int CheckSizeAndClear();
 
-    // For Singleton: starts the writer thread; writes what is queued at the end of the process.
-    void Start();
-    void Finish();
-
 private:
-    int WriteBatch(std::list<ST_TXT_LOG_NODE> &queue, std::unique_lock<corvenna::Mutex> &queueLock);
-    void Discard(std::list<ST_TXT_LOG_NODE> &queue);
-
-    int fileCap_ = 5;
-    pthread_t thread_{};
-    corvenna::Mutex fileMutex_;
-    corvenna::LogQueue<ST_TXT_LOG_NODE, corvenna::TextFields> queue_;
+    friend LogSink;
+    bool WriteBatch(corvenna::LogBatch<ST_TXT_LOG_NODE> &batch,
+                    std::unique_lock<corvenna::Mutex> &queueLock, const corvenna::Deadline *end);
+    void AfterFailure(std::unique_lock<corvenna::Mutex> & /*queueLock*/) {}
 };

@@ -1,12 +1,15 @@
 #pragma once
 
+#include <new>
 #include <type_traits>
+
+#include "base/single_instance.h"
 
 namespace corvenna {
 
 /// Base of what has a writer thread: Start() is called once for the single instance, Finish() when
 /// the library is unloaded or the process ends.
-class LogSink {};
+class LogSinkTag {};
 
 }  // namespace corvenna
 
@@ -15,12 +18,8 @@ template <class T>
 class Singleton {
 public:
     static T &Instance() {
-        if constexpr (std::is_base_of_v<corvenna::LogSink, T>) {
-            // Ours: a sink is finished at the end and never destroyed. Its writer thread has no
-            // stop and goes on using its queue and its mutexes.
-            static T *const instance = new T;
-            static const Life life(*instance);
-            return *instance;
+        if constexpr (std::is_base_of_v<corvenna::LogSinkTag, T>) {
+            return corvenna::MadeAtFirstUse<T>(MakeSink);
         } else {
             static T instance;
             return instance;
@@ -28,14 +27,13 @@ public:
     }
 
 private:
-    class Life {
-    public:
-        explicit Life(T &sink) : sink_(sink) { sink_.Start(); }
-        ~Life() { sink_.Finish(); }
-        Life(const Life &) = delete;
-        Life &operator=(const Life &) = delete;
-
-    private:
-        T &sink_;
-    };
+    static void *MakeSink() {
+        // Ours: a sink is finished at the end and never destroyed. Its writer thread has no stop
+        // and goes on using its queue and its mutexes. It needs no memory to be made.
+        auto *const sink = new (corvenna::PlaceOf<T>()) T;
+        sink->Start();
+        // Without memory to remember it, what is queued at the end stays unwritten.
+        static_cast<void>(std::atexit([] { static_cast<T *>(corvenna::PlaceOf<T>())->Finish(); }));
+        return sink;
+    }
 };

@@ -1,5 +1,9 @@
 #include "log/stamp.h"
 
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <cstring>
 #include <ctime>
 
 #include "base/local_time.h"
@@ -8,36 +12,87 @@
 namespace corvenna {
 namespace {
 
-/// What a printed stamp depends on: the second, and the time zone that tzset() set last.
-struct StampKey {
-    std::time_t second;
-    long offset;
-    const char *names[2];
+using Word = std::uintptr_t;
 
-    bool operator==(const StampKey &other) const {
-        return second == other.second && offset == other.offset && names[0] == other.names[0] &&
-               names[1] == other.names[1];
+/// What a printed stamp depends on: the second, and the time zone that tzset() set last.
+using StampKey = std::array<Word, 5>;
+
+StampKey KeyOf(std::time_t time) {
+    const auto second = static_cast<std::uint64_t>(time);
+    return {static_cast<Word>(second), static_cast<Word>(second >> 32U),
+            static_cast<Word>(timezone), reinterpret_cast<Word>(tzname[0]),
+            reinterpret_cast<Word>(tzname[1])};
+}
+
+/// The stamp that was printed last, for all threads: printing one costs more than the rest of a log
+/// call. Nobody waits: who meets a change under way goes without. A copy that was torn shows in the
+/// count of changes, which is odd during one and is read before and after the words; each word is
+/// read in order (acquire) and written in order (release), so the count vouches for all of them.
+///
+/// Not one stamp a thread: a library that is loaded later gets its thread-local memory from the
+/// heap at the first use on each thread, and the C library ends the process when there is none.
+class LastStamp {
+public:
+    /// @return whether the last stamp is the one for that key.
+    bool Read(const StampKey &key, LogStamp &stamp) const {
+        const unsigned before = changes_.load(std::memory_order_acquire);
+        bool same = before % 2 == 0;
+        for (std::size_t i = 0; i < key.size(); ++i) {
+            same = same && key_[i].load(std::memory_order_acquire) == key[i];
+        }
+        StampWords words;
+        for (std::size_t i = 0; i < words.size(); ++i) {
+            words[i] = stamp_[i].load(std::memory_order_acquire);
+        }
+        std::memcpy(&stamp, words.data(), sizeof stamp);
+        return same && changes_.load(std::memory_order_relaxed) == before;
     }
+
+    void Write(const StampKey &key, const LogStamp &stamp) {
+        unsigned before = changes_.load(std::memory_order_relaxed);
+        if (before % 2 != 0 ||
+            !changes_.compare_exchange_strong(before, before + 1, std::memory_order_acquire)) {
+            return;
+        }
+        for (std::size_t i = 0; i < key.size(); ++i) {
+            key_[i].store(key[i], std::memory_order_release);
+        }
+        StampWords words;
+        std::memcpy(words.data(), &stamp, sizeof stamp);
+        for (std::size_t i = 0; i < words.size(); ++i) {
+            stamp_[i].store(words[i], std::memory_order_release);
+        }
+        changes_.store(before + 2, std::memory_order_release);
+    }
+
+private:
+    using StampWords = std::array<Word, sizeof(LogStamp) / sizeof(Word)>;
+    static_assert(sizeof(StampWords) == sizeof(LogStamp));
+
+    std::atomic<unsigned> changes_{0};
+    std::array<std::atomic<Word>, std::tuple_size_v<StampKey>> key_{};
+    std::array<std::atomic<Word>, std::tuple_size_v<StampWords>> stamp_{};
 };
 
-void Print(std::time_t second, LogStamp &stamp) {
+LastStamp gLast;
+
+LogStamp Print(std::time_t second) {
+    LogStamp stamp{};
     const std::tm broken = LocalTime(second).value_or(std::tm{});
-    PrintText<sizeof stamp.date>(stamp.date, "%d-%02d-%02d", broken.tm_year + 1900,
-                                 broken.tm_mon + 1, broken.tm_mday);
-    PrintText<sizeof stamp.time>(stamp.time, "%02d:%02d:%02d", broken.tm_hour, broken.tm_min,
-                                 broken.tm_sec);
+    PrintText(AllOf(stamp.date), "%d-%02d-%02d", CalendarYear(broken), broken.tm_mon + 1,
+              broken.tm_mday);
+    PrintText(AllOf(stamp.time), "%02d:%02d:%02d", broken.tm_hour, broken.tm_min, broken.tm_sec);
+    return stamp;
 }
 
 }  // namespace
 
-const LogStamp &CurrentLogStamp() {
-    // Each thread keeps its last stamp: printing one costs more than the rest of a log call.
-    thread_local StampKey printed{-1, 0, {nullptr, nullptr}};
-    thread_local LogStamp stamp{};
-    const StampKey now{std::time(nullptr), timezone, {tzname[0], tzname[1]}};
-    if (!(now == printed)) {
-        Print(now.second, stamp);
-        printed = {now.second, timezone, {tzname[0], tzname[1]}};
+LogStamp CurrentLogStamp() {
+    const std::time_t now = std::time(nullptr);
+    LogStamp stamp;
+    if (!gLast.Read(KeyOf(now), stamp)) {
+        stamp = Print(now);
+        gLast.Write(KeyOf(now), stamp);  // asked again: the first stamp sets the time zone
     }
     return stamp;
 }

@@ -8,7 +8,7 @@ struct LogStamp {
     char time[12];  ///< "07:08:09"
 };
 
-/// The stamp of this moment. Valid until the calling thread asks again.
-const LogStamp &CurrentLogStamp();
+/// The stamp of this moment. Any thread may ask; none waits for another.
+LogStamp CurrentLogStamp();
 
 }  // namespace corvenna

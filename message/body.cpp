@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstring>
+#include <new>
 
 #include "base/deflate.h"
+#include "base/wire_format.h"
+#include "base/xml_output.h"
 #include "log/log.h"
 
 namespace corvenna {
@@ -26,17 +28,12 @@ int CopyBody(const BodyTarget &target, const char *text, std::size_t length) {
     return static_cast<int>(kept);
 }
 
-}  // namespace
-
-xmlDictPtr BodyNames() {
-    static xmlDict *const kNames =
-        MakeXmlNames({"data",     "gw",    "sn",   "name",   "ver",     "site",   "longitude",
-                      "latitude", "owner", "desc", "room",   "camera",  "device", "channel",
-                      "id",       "node",  "md5",  "status", "startdt", "enddt"});
-    return kNames;
-}
-
-int WriteBody(const BodyTarget &target, const char *text, std::size_t length) {
+/// Deflates a document into the caller's buffer, or copies it, cut at capacity - 2. Throws
+/// std::bad_alloc, like the other.
+/// @return the bytes that are in the buffer.
+int WriteBody(const BodyTarget &target, TextPieces &document) {
+    const std::size_t length = document.Length();
+    const char *text = document.Join();
     if (!target.compress) {
         return CopyBody(target, text, length);
     }
@@ -48,15 +45,57 @@ int WriteBody(const BodyTarget &target, const char *text, std::size_t length) {
     return static_cast<int>(deflated.length);
 }
 
+/// Serialises a tree, indented, and writes it likewise.
 int WriteBody(const BodyTarget &target, const XmlTree &tree) {
+    XmlOutput output;
     const XmlGuard guard;
-    xmlChar *memory = nullptr;
-    int length = 0;
-    xmlDocDumpFormatMemoryEnc(tree.Document(), &memory, &length, "UTF-8", 1);
-    const XmlText text(memory);
-    return text == nullptr
-               ? 0
-               : WriteBody(target, FromXml(text.get()), static_cast<std::size_t>(length));
+    output.Declaration();
+    output.Element(tree.Root(), 0);
+    output.Finish();
+    return WriteBody(target, output.Text());
+}
+
+int SpellBody(Format format, const BodyTarget &target, const BodyContent &content) {
+    switch (format) {
+        case Format::kJson: {
+            JsonText text;
+            content.SpellJson(text);
+            return WriteBody(target, text.Text());
+        }
+        case Format::kXml: {
+            XmlTree tree(BodyNames());
+            {
+                const XmlGuard guard;
+                content.SpellXml(tree.Root());
+            }
+            return WriteBody(target, tree);
+        }
+        case Format::kUnknown:
+            break;
+    }
+    return -1;
+}
+
+}  // namespace
+
+xmlDictPtr BodyNames() {
+    static xmlDict *const kNames =
+        MakeXmlNames({"data",     "gw",    "sn",   "name",   "ver",     "site",   "longitude",
+                      "latitude", "owner", "desc", "room",   "camera",  "device", "channel",
+                      "id",       "node",  "md5",  "status", "startdt", "enddt"});
+    return kNames;
+}
+
+int MakeBody(const char *format, const BodyTarget &target, const BodyContent &content) {
+    if (target.out == nullptr) {
+        return -1;
+    }
+    try {
+        return SpellBody(FormatOf(format), target, content);
+    } catch (const std::bad_alloc &) {  // Ours: a body is whole, or there is none.
+        log_Text(kLogError, "request body: out of memory");
+        return -1;
+    }
 }
 
 }  // namespace corvenna

@@ -32,12 +32,12 @@ inline std::string_view NameOfPointFile(std::string_view path) {
 }
 
 /// The device list: every device that has points, in ascending order.
-struct DevicesBody {
-    const MAP_CHANNEL_POINT &points;
-    const MAP_DEV_ATTR &devices;
+class DevicesBody final : public BodyContent {
+public:
+    DevicesBody(const MAP_CHANNEL_POINT &points, const MAP_DEV_ATTR &devices)
+        : points_(points), devices_(devices) {}
 
-    template <class Out>
-    void SpellJson(Out &out) const {
+    void SpellJson(JsonText &out) const override {
         out.StartObject();
         out.Key("device");
         out.StartArray();
@@ -57,7 +57,7 @@ struct DevicesBody {
         out.EndObject();
     }
 
-    void SpellXml(xmlNodePtr data) const {
+    void SpellXml(xmlNodePtr data) const override {
         Walk([&](const DeviceFact &device) {
             xmlNodePtr element = AddElement(data, "device");
             AddAttribute(element, "channel", DecimalText(device.channel).Get());
@@ -71,7 +71,7 @@ private:
     template <class Visit>
     void Walk(Visit visit) const {
         constexpr std::uint8_t kReservedChannel = 193;
-        for (const auto &[channel, slaves] : points) {
+        for (const auto &[channel, slaves] : points_) {
             if (channel == kReservedChannel) {
                 continue;  // On purpose: this channel is never reported.
             }
@@ -83,12 +83,15 @@ private:
 
     /// A device that has points and no record of its own is announced without texts.
     DeviceFact Describe(std::uint8_t channel, std::uint8_t id) const {
-        const auto found = devices.find(static_cast<std::uint16_t>(channel * 256 + id));
-        if (found == devices.end()) {
+        const auto found = devices_.find(static_cast<std::uint16_t>(channel * 256 + id));
+        if (found == devices_.end()) {
             return {channel, id, "", ""};
         }
         return {channel, id, found->second.Desc, NameOfPointFile(found->second.Name)};
     }
+
+    const MAP_CHANNEL_POINT &points_;
+    const MAP_DEV_ATTR &devices_;
 };
 
 }  // namespace corvenna

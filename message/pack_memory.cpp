@@ -1,18 +1,17 @@
 #include "message/pack_memory.h"
 
 #include "config/channel_set.h"
+#include "config/instances.h"
 #include "config/sn_set.h"
 #include "config/sys_set.h"
 #include "message/devices_body.h"
 #include "message/gateway_body.h"
 #include "message/recall_body.h"
 #include "message/status_body.h"
-#include "plugin/instances.h"
 
 namespace {
 
-using corvenna::BodyTarget;
-using corvenna::MakeBody;
+using namespace corvenna;
 
 BodyTarget Target(char *out, int capacity) {
     return {out, capacity, GetCSysSetInstance()->GetCloudConfigAttr()->isCompress != 0};
@@ -21,8 +20,7 @@ BodyTarget Target(char *out, int capacity) {
 }  // namespace
 
 int CPackMemory::CreateGateWayInfoMemory(const char *format, char *out, int capacity) {
-    const corvenna::GatewayBody body{GetCsnSetInstance()->GetSn(),
-                                     *GetCSysSetInstance()->GetGateWayAttr()};
+    const GatewayBody body(GetCsnSetInstance()->GetSn(), *GetCSysSetInstance()->GetGateWayAttr());
     return MakeBody(format, Target(out, capacity), body);
 }
 
@@ -31,13 +29,13 @@ int CPackMemory::CreateDevicesMemory(const char *format, char *out, int capacity
     MAP_DEV_ATTR *devices = nullptr;
     GetCChannelSetInstance()->GetAttr(&points);
     GetCChannelSetInstance()->GetAttr(&devices);
-    const corvenna::DevicesBody body{*points, *devices};
+    const DevicesBody body(*points, *devices);
     return MakeBody(format, Target(out, capacity), body);
 }
 
 int CPackMemory::CreatePutDownStatusMemory(const char *format, char *out, int capacity,
                                            const char *md5, int status) {
-    const corvenna::StatusBody body{md5, corvenna::DecimalText(status)};
+    const StatusBody body(md5, status);
     return MakeBody(format, Target(out, capacity), body);
 }
 
@@ -47,7 +45,6 @@ int CPackMemory::CreateDelReCallMemory(const char *format, char *out, int capaci
     if (range == nullptr) {
         return -1;
     }
-    const corvenna::RecallBody body{corvenna::RecallTime(range->start),
-                                    corvenna::RecallTime(range->end)};
+    const RecallBody body(*range);
     return MakeBody(format, Target(out, capacity), body);
 }

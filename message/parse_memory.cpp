@@ -1,34 +1,44 @@
 #include "message/parse_memory.h"
 
-#include <cstdio>
-#include <ctime>
+#include <new>
 
-#include "base/format.h"
+#include "base/wire_format.h"
+#include "log/log.h"
 #include "message/parse_json.h"
 #include "message/parse_xml.h"
+#include "message/time_string.h"
+
+using namespace corvenna;
 
 namespace {
 
-using corvenna::Format;
-
 /// Picks the parser; JSON ignores the length, XML the mutex.
-template <class Result>
-int Parse(const char *format, const char *data, int length, Result *result, pthread_mutex_t &mutex,
-          int (*json)(const char *, pthread_mutex_t &, Result &),
-          int (*xml)(const char *, int, Result &)) {
+template <class ParseJson, class ParseXml>
+int Parse(const char *format, const void *result, ParseJson json, ParseXml xml) {
     // Ours: there is nowhere to put a result.
     if (result == nullptr) {
         return -1;
     }
-    switch (corvenna::FormatOf(format)) {
+    switch (FormatOf(format)) {
         case Format::kJson:
-            return json(data, mutex, *result);
+            return json();
         case Format::kXml:
-            return xml(data, length, *result);
+            return xml();
         case Format::kUnknown:
             break;
     }
     return -1;
+}
+
+/// Runs an operation that shall not throw for want of memory.
+template <class Operation>
+int ParseOrFail(Operation operation) {
+    try {
+        return operation();
+    } catch (const std::bad_alloc &) {
+        log_Text(kLogError, "an answer is not parsed: out of memory");
+        return -1;
+    }
 }
 
 }  // namespace
@@ -43,37 +53,49 @@ CParseMemory::~CParseMemory() {
 
 int CParseMemory::ParseGateWayInfoFromMemory(const char *format, const char *data, int length,
                                              ST_GATEWAY_INFO *info) {
-    return Parse(format, data, length, info, mutex_, corvenna::ParseGatewayJson,
-                 corvenna::ParseGatewayXml);
+    return ParseOrFail([&] {
+        return Parse(
+            format, info, [&] { return ParseGatewayJson(data, mutex_, *info); },
+            [&] { return ParseGatewayXml(data, length, *info); });
+    });
 }
 
 int CParseMemory::ParseDevicesInfoFromMemory(const char *format, const char *data, int length,
                                              std::vector<ST_DEVICE_INFO> *devices) {
-    return Parse(format, data, length, devices, mutex_, corvenna::ParseDevicesJson,
-                 corvenna::ParseDevicesXml);
+    bool cut = false;
+    return ParseOrFail([&] {
+        return Parse(
+            format, devices, [&] { return ParseDevicesJson(data, mutex_, *devices, cut); },
+            [&] { return ParseDevicesXml(data, length, *devices, cut); });
+    });
 }
 
 int CParseMemory::ParseDownFileFromMemory(const char *format, const char *data, int length,
                                           std::vector<down_file_para> *files) {
-    return Parse(format, data, length, files, mutex_, corvenna::ParseDownFilesJson,
-                 corvenna::ParseDownFilesXml);
+    bool cut = false;
+    return ParseOrFail([&] { return ReadDownFileFromMemory(format, data, length, files, cut); });
+}
+
+int CParseMemory::ReadDownFileFromMemory(const char *format, const char *data, int length,
+                                         std::vector<down_file_para> *files, bool &cut) {
+    return Parse(
+        format, files, [&] { return ParseDownFilesJson(data, mutex_, *files, cut); },
+        [&] { return ParseDownFilesXml(data, length, *files, cut); });
 }
 
 int CParseMemory::ParseRecallTimeFromMemory(const char *format, const char *data, int length,
                                             std::vector<recall_time_para> *ranges) {
-    return Parse(format, data, length, ranges, mutex_, corvenna::ParseRecallsJson,
-                 corvenna::ParseRecallsXml);
+    bool cut = false;
+    return ParseOrFail([&] { return ReadRecallTimeFromMemory(format, data, length, ranges, cut); });
+}
+
+int CParseMemory::ReadRecallTimeFromMemory(const char *format, const char *data, int length,
+                                           std::vector<recall_time_para> *ranges, bool &cut) {
+    return Parse(
+        format, ranges, [&] { return ParseRecallsJson(data, mutex_, *ranges, cut); },
+        [&] { return ParseRecallsXml(data, length, *ranges, cut); });
 }
 
 std::time_t CParseMemory::TimeString2Timet(const char *text) {
-    std::tm broken{};
-    // What the scan does not find stays zero; its result is not looked at.
-    // NOLINTNEXTLINE(cert-err34-c): a number that is none is such a part
-    static_cast<void>(std::sscanf(text != nullptr ? text : "", "%04d-%02d-%02d %02d:%02d:%02d",
-                                  &broken.tm_year, &broken.tm_mon, &broken.tm_mday, &broken.tm_hour,
-                                  &broken.tm_min, &broken.tm_sec));
-    broken.tm_year -= 1900;
-    broken.tm_mon -= 1;
-    broken.tm_isdst = -1;
-    return std::mktime(&broken);
+    return ReadTime(text);
 }

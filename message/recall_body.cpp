@@ -6,9 +6,8 @@ namespace corvenna {
 
 RecallTime::RecallTime(std::time_t time) : text_{} {
     const std::tm broken = LocalTime(time).value_or(std::tm{});
-    if (std::strftime(text_, sizeof text_, "%Y-%m-%d %H:%M:%S", &broken) == 0) {
-        text_[0] = '\0';
-    }
+    // Cannot fail: there is room for any year of an int.
+    static_cast<void>(std::strftime(text_, sizeof text_, "%Y-%m-%d %H:%M:%S", &broken));
 }
 
 }  // namespace corvenna

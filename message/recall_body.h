@@ -18,28 +18,31 @@ private:
 };
 
 /// The acknowledgement of a served recall range.
-struct RecallBody {
-    RecallTime start;
-    RecallTime end;
+class RecallBody final : public BodyContent {
+public:
+    explicit RecallBody(const recall_time_para &range) : start_(range.start), end_(range.end) {}
 
-    template <class Out>
-    void SpellJson(Out &out) const {
+    void SpellJson(JsonText &out) const override {
         out.StartObject();
         out.Key("node");
         out.StartObject();
         out.Key("startdt");
-        out.String(start.Get());
+        out.String(start_.Get());
         out.Key("enddt");
-        out.String(end.Get());
+        out.String(end_.Get());
         out.EndObject();
         out.EndObject();
     }
 
-    void SpellXml(xmlNodePtr data) const {
+    void SpellXml(xmlNodePtr data) const override {
         xmlNodePtr node = AddElement(data, "node");
-        AddAttribute(node, "startdt", start.Get());
-        AddAttribute(node, "enddt", end.Get());
+        AddAttribute(node, "startdt", start_.Get());
+        AddAttribute(node, "enddt", end_.Get());
     }
+
+private:
+    RecallTime start_;
+    RecallTime end_;
 };
 
 }  // namespace corvenna

@@ -6,28 +6,31 @@
 namespace corvenna {
 
 /// The status of an offered file. Both values are texts, in either format.
-struct StatusBody {
-    const char *md5;
-    DecimalText status;
+class StatusBody final : public BodyContent {
+public:
+    StatusBody(const char *md5, int status) : md5_(md5), status_(status) {}
 
-    template <class Out>
-    void SpellJson(Out &out) const {
+    void SpellJson(JsonText &out) const override {
         out.StartObject();
         out.Key("node");
         out.StartObject();
         out.Key("md5");
-        out.String(JsonString(md5));
+        out.String(JsonString(md5_));
         out.Key("status");
-        out.String(status.Get());
+        out.String(status_.Get());
         out.EndObject();
         out.EndObject();
     }
 
-    void SpellXml(xmlNodePtr data) const {
+    void SpellXml(xmlNodePtr data) const override {
         xmlNodePtr node = AddElement(data, "node");
-        AddAttribute(node, "md5", md5);
-        AddAttribute(node, "status", status.Get());
+        AddAttribute(node, "md5", md5_);
+        AddAttribute(node, "status", status_.Get());
     }
+
+private:
+    const char *md5_;
+    DecimalText status_;
 };
 
 }  // namespace corvenna

@@ -5,6 +5,7 @@
 
 #include "base/local_time.h"
 #include "base/text.h"
+#include "base/xml.h"
 #include "packfile/json_values.h"
 #include "packfile/value_text.h"
 
@@ -43,59 +44,41 @@ unsigned DeviceOf(std::uint32_t id) {
     return (id >> 16) & 0xFF;
 }
 
-template <class Out>
-void SpellAlarm(const KnownAlarm &known, Out &out) {
+void SpellAlarm(const KnownAlarm &known, JsonText &text) {
     const Alarm_Data_Para &alarm = *known.alarm;
-    out.StartObject();
-    out.Key("logdt");
-    out.String(PrintAlarmTime(alarm.alarmTime).text);
-    out.Key("channel");
-    out.Uint(ChannelOf(alarm.dataId));
-    out.Key("device");
-    out.Uint(DeviceOf(alarm.dataId));
-    out.Key("dblink");
-    SpellId(alarm.dataId, out);
-    out.Key("name");
-    out.String(known.name);
-    out.Key("value");
-    SpellValue<kValueCapacity>(alarm.alarmValue, out);
-    out.Key("threshold_value");
-    SpellValue<kValueCapacity>(alarm.thresholdValue, out);
-    out.Key("unit");
-    out.String(known.unit);
-    out.Key("type");
-    out.Int(alarm.alarmType);
-    out.Key("flag");
-    out.Int(alarm.alarmFlag);
-    out.EndObject();
+    text.StartObject();
+    text.Key("logdt");
+    text.String(PrintAlarmTime(alarm.alarmTime).text);
+    text.Key("channel");
+    text.Uint(ChannelOf(alarm.dataId));
+    text.Key("device");
+    text.Uint(DeviceOf(alarm.dataId));
+    text.Key("dblink");
+    SpellId(alarm.dataId, text);
+    text.Key("name");
+    text.String(known.name);
+    text.Key("value");
+    SpellValue<kValueCapacity>(alarm.alarmValue, text);
+    text.Key("threshold_value");
+    SpellValue<kValueCapacity>(alarm.thresholdValue, text);
+    text.Key("unit");
+    text.String(known.unit);
+    text.Key("type");
+    text.Int(alarm.alarmType);
+    text.Key("flag");
+    text.Int(alarm.alarmFlag);
+    text.EndObject();
 }
 
-void AddAlarm(const KnownAlarm &known, xmlNodePtr root) {
+void SpellAlarm(const KnownAlarm &known, XmlEntry &node, XmlLines &lines) {
     const Alarm_Data_Para &alarm = *known.alarm;
-    xmlNodePtr node = AddElement(root, "node");
-    AddAttribute(node, "logdt", PrintAlarmTime(alarm.alarmTime).text);
-    AddAttribute(node, "channel", DecimalText(static_cast<int>(ChannelOf(alarm.dataId))).Get());
-    AddAttribute(node, "device", DecimalText(static_cast<int>(DeviceOf(alarm.dataId))).Get());
-    AddAttribute(node, "dblink", DataIdText(alarm.dataId).Get());
-    AddAttribute(node, "name", known.name);
-    AddAttribute(node, "value", AlarmValueText(alarm.alarmValue).Get());
-    AddAttribute(node, "unit", known.unit);
-    // On purpose: receivers of XML know the attribute by this misspelt name.
-    AddAttribute(node, "thredhold_value", AlarmValueText(alarm.thresholdValue).Get());
-    AddAttribute(node, "type", DecimalText(alarm.alarmType).Get());
-    AddAttribute(node, "flag", DecimalText(alarm.alarmFlag).Get());
-}
-
-template <class Out>
-void Spell(const std::vector<KnownAlarm> &alarms, Out &out) {
-    out.StartObject();
-    out.Key("node");
-    out.StartArray();
-    for (const KnownAlarm &alarm : alarms) {
-        SpellAlarm(alarm, out);
-    }
-    out.EndArray();
-    out.EndObject();
+    lines.Entry(node,
+                {PrintAlarmTime(alarm.alarmTime).text,
+                 DecimalText(static_cast<int>(ChannelOf(alarm.dataId))).Get(),
+                 DecimalText(static_cast<int>(DeviceOf(alarm.dataId))).Get(),
+                 DataIdText(alarm.dataId).Get(), known.name, AlarmValueText(alarm.alarmValue).Get(),
+                 known.unit, AlarmValueText(alarm.thresholdValue).Get(),
+                 DecimalText(alarm.alarmType).Get(), DecimalText(alarm.alarmFlag).Get()});
 }
 
 }  // namespace
@@ -111,21 +94,27 @@ std::vector<KnownAlarm> FindAlarmPoints(const Alarm_Data_Struct &alarms, CChanne
     return known;
 }
 
-JsonSize MeasureAlarmDataJson(const std::vector<KnownAlarm> &alarms) {
-    JsonSize size;
-    Spell(alarms, size);
-    return size;
-}
-
 void SpellAlarmDataJson(const std::vector<KnownAlarm> &alarms, JsonText &text) {
-    Spell(alarms, text);
+    text.StartObject();
+    text.Key("node");
+    text.StartArray();
+    for (const KnownAlarm &alarm : alarms) {
+        SpellAlarm(alarm, text);
+    }
+    text.EndArray();
+    text.EndObject();
 }
 
-void BuildAlarmDataXml(const std::vector<KnownAlarm> &alarms, XmlTree &tree) {
+void SpellAlarmDataXml(const std::vector<KnownAlarm> &alarms, XmlLines &lines) {
+    // On purpose: receivers of XML know the threshold by this misspelt name.
+    XmlEntry node("node", {"logdt", "channel", "device", "dblink", "name", "value", "unit",
+                           "thredhold_value", "type", "flag"});
     const XmlGuard guard;
+    lines.Begin("data", {});
     for (const KnownAlarm &alarm : alarms) {
-        AddAlarm(alarm, tree.Root());
+        SpellAlarm(alarm, node, lines);
     }
+    lines.End("data");
 }
 
 }  // namespace corvenna

@@ -3,9 +3,9 @@
 #include <vector>
 
 #include "base/json_text.h"
-#include "base/xml_tree.h"
 #include "config/channel_set.h"
-#include "packfile/packfile.h"
+#include "packfile/records.h"
+#include "packfile/xml_lines.h"
 
 namespace corvenna {
 
@@ -20,10 +20,9 @@ struct KnownAlarm {
 /// set. The result points into both arguments.
 std::vector<KnownAlarm> FindAlarmPoints(const Alarm_Data_Struct &alarms, CChannelSet &channels);
 
-JsonSize MeasureAlarmDataJson(const std::vector<KnownAlarm> &alarms);
 void SpellAlarmDataJson(const std::vector<KnownAlarm> &alarms, JsonText &text);
 
-/// Builds a document below the tree's root. The caller holds no XmlGuard.
-void BuildAlarmDataXml(const std::vector<KnownAlarm> &alarms, XmlTree &tree);
+/// The caller holds no XmlGuard.
+void SpellAlarmDataXml(const std::vector<KnownAlarm> &alarms, XmlLines &lines);
 
 }  // namespace corvenna

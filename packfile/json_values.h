@@ -8,25 +8,16 @@
 
 namespace corvenna {
 
-// Ids and values as texts of a JSON document. They need no escaping, and only the written document
-// needs their digits; for its size their lengths will do.
+// Ids and values as texts of a JSON document, printed where they belong; they need no escaping.
 
-inline void SpellId(std::uint32_t /*id*/, JsonSize &size) {
-    size.Plain(DataIdText::kLength);
-}
 inline void SpellId(std::uint32_t id, JsonText &text) {
-    text.Plain({DataIdText(id).Get(), DataIdText::kLength});
+    text.Printed(kDataIdLength, [id](char *field) { return PrintDataId(id, field); });
 }
 
 /// A value's text is cut at Capacity - 1 characters.
 template <std::size_t Capacity>
-void SpellValue(double value, JsonSize &size) {
-    size.Plain(PrintedLength(value, Capacity));
-}
-template <std::size_t Capacity>
 void SpellValue(double value, JsonText &text) {
-    const ValueText<Capacity> printed(value);
-    text.Plain({printed.Get(), printed.Length()});
+    text.Printed(Capacity, [value](char *field) { return PrintValue(value, field, Capacity); });
 }
 
 }  // namespace corvenna

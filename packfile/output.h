@@ -5,8 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "base/json_text.h"
-#include "base/xml_tree.h"
+#include "base/text_pieces.h"
 #include "packfile/file_name.h"
 
 namespace corvenna {
@@ -27,13 +26,14 @@ struct OpenAssertion {
 };
 
 // Both write exactly one file, append its path and log the outcome. A compressed document that does
-// not fit the receivers' buffer is written uncompressed, under the uncompressed name.
+// not fit the receivers' buffer is written uncompressed, under the uncompressed name. What was
+// written in part is removed. Both throw std::bad_alloc, with neither file nor entry left.
 
 /// @return 0, -1 when the file could not be written whole.
-std::int32_t SaveJson(const Target &target, const JsonText &text, const OpenAssertion &assertion);
+std::int32_t SaveJson(const Target &target, TextPieces &document, const OpenAssertion &assertion);
 
-/// Frees the tree and runs libxml2's clean-up; the caller holds no XmlGuard.
+/// Runs libxml2's clean-up; the caller holds no XmlGuard.
 /// @return the bytes written, -1 when the file could not be written whole.
-std::int32_t SaveXml(const Target &target, XmlTree &tree);
+std::int32_t SaveXml(const Target &target, TextPieces &document);
 
 }  // namespace corvenna

@@ -2,15 +2,15 @@
 
 #include <algorithm>
 #include <initializer_list>
+#include <new>
 #include <optional>
 
-#include "base/format.h"
 #include "base/json_text.h"
 #include "base/local_time.h"
 #include "base/text.h"
-#include "base/xml_tree.h"
 #include "config/channel_set.h"
 #include "config/forward_config.h"
+#include "config/instances.h"
 #include "config/sys_set.h"
 #include "log/log.h"
 #include "packfile/alarm_data.h"
@@ -19,24 +19,38 @@
 #include "packfile/real_data_json.h"
 #include "packfile/real_data_walk.h"
 #include "packfile/real_data_xml.h"
-#include "packfile/xml_names.h"
-#include "plugin/instances.h"
-#include "plugin/plugin.h"
+#include "packfile/xml_lines.h"
 
 namespace corvenna {
 namespace {
 
-// Where the process stops when an uncompressed JSON file cannot be opened.
+// On purpose: where the process stops when an uncompressed JSON file cannot be opened. Whoever
+// reads the assertion's message knows the places by these lines, which are not those of this file.
 constexpr unsigned kRealDataAssertionLine = 645;
 constexpr unsigned kAlarmDataAssertionLine = 839;
 
 /// Ours: a null argument is said and refused.
-bool HasNull(const char *writer, std::initializer_list<const void *> arguments) {
+bool HasNull(const char *operation, std::initializer_list<const void *> arguments) {
     const bool hasNull = std::count(arguments.begin(), arguments.end(), nullptr) != 0;
     if (hasNull) {
-        log_Text(kLogError, "%s: null argument", writer);
+        log_Text(kLogError, "%s: null argument", operation);
     }
     return hasNull;
+}
+
+/// Ours: a writer that finds no memory says so and fails as a whole.
+template <class Write>
+std::int32_t Checked(const char *writer, std::initializer_list<const void *> arguments,
+                     Write write) {
+    if (HasNull(writer, arguments)) {
+        return -1;
+    }
+    try {
+        return write();
+    } catch (const std::bad_alloc &) {
+        log_Text(kLogError, "%s: out of memory", writer);
+        return -1;
+    }
 }
 
 bool IsCompressed(CSysSet *settings) {
@@ -80,128 +94,92 @@ std::optional<std::tm> BreakDown(const char *writer, std::time_t time) {
 }  // namespace
 }  // namespace corvenna
 
-using corvenna::DataKind;
-using corvenna::Format;
+using namespace corvenna;
 
 std::int32_t CPackFile::CreateRealDataJsonFile(Real_Data_Struct *values, char *dir,
                                                std::vector<std::string> *files,
                                                std::time_t sampleTime,
                                                std::uint8_t forwardChannel) {
     constexpr auto kKind = DataKind::kRealJson;
-    if (corvenna::HasNull("CreateRealDataJsonFile", {values, dir, files})) {
-        return -1;
-    }
-    const bool compress = corvenna::IsCompressed(GetCSysSetInstance());
-    const auto source = corvenna::SourceOf(*values, forwardChannel, GetCChannelSetInstance(),
-                                           GetCForwardConfigInstance());
-    const auto time = corvenna::BreakDown("CreateRealDataJsonFile", sampleTime);
-    if (!time) {
-        return -1;
-    }
-    const auto logdt = corvenna::PrintSampleTime(*time);
-    corvenna::JsonText text(corvenna::MeasureRealDataJson(source, logdt.text).Capacity());
-    if (const auto missing = corvenna::SpellRealDataJson(source, logdt.text, text)) {
-        log_Text(kLogInfo, "CreateRealDataJsonFile %s Error, can't find id: %08x",
-                 corvenna::PrintFilePath(kKind, compress, dir, *time).text, *missing);
-        return 0;
-    }
-    return corvenna::SaveJson({kKind, compress, dir, *time, files}, text,
-                              {corvenna::kRealDataAssertionLine, __PRETTY_FUNCTION__});
+    constexpr char kWriter[] = "CreateRealDataJsonFile";
+    const OpenAssertion assertion{kRealDataAssertionLine, __PRETTY_FUNCTION__};
+    return Checked(kWriter, {values, dir, files}, [&] {
+        const bool compress = IsCompressed(GetCSysSetInstance());
+        const auto source = SourceOf(*values, forwardChannel, GetCChannelSetInstance(),
+                                     GetCForwardConfigInstance());
+        const auto time = BreakDown(kWriter, sampleTime);
+        if (!time) {
+            return -1;
+        }
+        JsonText text;
+        if (const auto missing = SpellRealDataJson(source, PrintSampleTime(*time).text, text)) {
+            log_Text(kLogInfo, "CreateRealDataJsonFile %s Error, can't find id: %08x",
+                     PrintFilePath(kKind, compress, dir, *time).text, *missing);
+            return 0;
+        }
+        return SaveJson({kKind, compress, dir, *time, files}, text.Text(), assertion);
+    });
 }
 
 std::int32_t CPackFile::CreateRealDataXmlFile(Real_Data_Struct *values, char *dir,
                                               std::vector<std::string> *files,
                                               std::time_t sampleTime, std::uint8_t forwardChannel) {
     constexpr auto kKind = DataKind::kRealXml;
-    if (corvenna::HasNull("CreateRealDataXmlFile", {values, dir, files})) {
-        return -1;
-    }
-    const bool compress = corvenna::IsCompressed(GetCSysSetInstance());
-    const auto source = corvenna::SourceOf(*values, forwardChannel, GetCChannelSetInstance(),
-                                           GetCForwardConfigInstance());
-    const auto time = corvenna::BreakDown("CreateRealDataXmlFile", sampleTime);
-    if (!time) {
-        return -1;
-    }
-    corvenna::XmlTree tree(corvenna::DataFileNames());
-    if (const auto missing =
-            corvenna::BuildRealDataXml(source, corvenna::PrintSampleTime(*time).text, tree)) {
-        log_Text(kLogInfo, "CreateRealDataXmlFile %s Error, can't find id: %08x",
-                 corvenna::PrintFilePath(kKind, compress, dir, *time).text, *missing);
-        return 0;
-    }
-    return corvenna::SaveXml({kKind, compress, dir, *time, files}, tree);
+    constexpr char kWriter[] = "CreateRealDataXmlFile";
+    return Checked(kWriter, {values, dir, files}, [&] {
+        const bool compress = IsCompressed(GetCSysSetInstance());
+        const auto source = SourceOf(*values, forwardChannel, GetCChannelSetInstance(),
+                                     GetCForwardConfigInstance());
+        const auto time = BreakDown(kWriter, sampleTime);
+        if (!time) {
+            return -1;
+        }
+        XmlLines lines;
+        if (const auto missing = SpellRealDataXml(source, PrintSampleTime(*time).text, lines)) {
+            log_Text(kLogInfo, "CreateRealDataXmlFile %s Error, can't find id: %08x",
+                     PrintFilePath(kKind, compress, dir, *time).text, *missing);
+            return 0;
+        }
+        return SaveXml({kKind, compress, dir, *time, files}, lines.Text());
+    });
 }
 
 std::int32_t CPackFile::CreateAlarmDataJsonFile(Alarm_Data_Struct *alarms, char *dir,
                                                 std::vector<std::string> *files) {
-    if (corvenna::HasNull("CreateAlarmDataJsonFile", {alarms, dir, files})) {
-        return -1;
-    }
-    const bool compress = corvenna::IsCompressed(GetCSysSetInstance());
-    const auto known = corvenna::FindAlarmPoints(*alarms, *GetCChannelSetInstance());
-    corvenna::JsonText text(corvenna::MeasureAlarmDataJson(known).Capacity());
-    corvenna::SpellAlarmDataJson(known, text);
-    // On purpose: the file is named after the moment of writing, not after any alarm.
-    const auto time = corvenna::BreakDown("CreateAlarmDataJsonFile", std::time(nullptr));
-    if (!time) {
-        return -1;
-    }
-    return corvenna::SaveJson({DataKind::kAlarmJson, compress, dir, *time, files}, text,
-                              {corvenna::kAlarmDataAssertionLine, __PRETTY_FUNCTION__});
+    constexpr char kWriter[] = "CreateAlarmDataJsonFile";
+    const OpenAssertion assertion{kAlarmDataAssertionLine, __PRETTY_FUNCTION__};
+    return Checked(kWriter, {alarms, dir, files}, [&] {
+        const bool compress = IsCompressed(GetCSysSetInstance());
+        JsonText text;
+        SpellAlarmDataJson(FindAlarmPoints(*alarms, *GetCChannelSetInstance()), text);
+        // On purpose: the file is named after the moment of writing, not after any alarm.
+        const auto time = BreakDown(kWriter, std::time(nullptr));
+        if (!time) {
+            return -1;
+        }
+        return SaveJson({DataKind::kAlarmJson, compress, dir, *time, files}, text.Text(),
+                        assertion);
+    });
 }
 
 std::int32_t CPackFile::CreateAlarmDataXmlFile(Alarm_Data_Struct *alarms, char *dir,
                                                std::vector<std::string> *files) {
-    if (corvenna::HasNull("CreateAlarmDataXmlFile", {alarms, dir, files})) {
-        return -1;
-    }
-    const bool compress = corvenna::IsCompressed(GetCSysSetInstance());
-    const auto known = corvenna::FindAlarmPoints(*alarms, *GetCChannelSetInstance());
-    corvenna::XmlTree tree(corvenna::DataFileNames());
-    corvenna::BuildAlarmDataXml(known, tree);
-    const auto time = corvenna::BreakDown("CreateAlarmDataXmlFile", std::time(nullptr));
-    if (!time) {
-        return -1;
-    }
-    return corvenna::SaveXml({DataKind::kAlarmXml, compress, dir, *time, files}, tree);
+    constexpr char kWriter[] = "CreateAlarmDataXmlFile";
+    return Checked(kWriter, {alarms, dir, files}, [&] {
+        const bool compress = IsCompressed(GetCSysSetInstance());
+        XmlLines lines;
+        SpellAlarmDataXml(FindAlarmPoints(*alarms, *GetCChannelSetInstance()), lines);
+        const auto time = BreakDown(kWriter, std::time(nullptr));
+        if (!time) {
+            return -1;
+        }
+        return SaveXml({DataKind::kAlarmXml, compress, dir, *time, files}, lines.Text());
+    });
 }
 
 double CPackFile::GetPointValue(unsigned int dataId, Real_Data_Struct *values) {
-    if (corvenna::HasNull("GetPointValue", {values})) {
-        return corvenna::kMissingValue;
+    if (HasNull("GetPointValue", {values})) {
+        return kMissingValue;
     }
-    return corvenna::ValueOf(dataId, *values);
-}
-
-std::int32_t CreateRealDataFile(std::map<unsigned int, double> *values, char *dir,
-                                std::vector<std::string> *files, std::time_t sampleTime) {
-    const ST_CLOUDSERVER_CONFIG_ATTR &settings = *GetCSysSetInstance()->GetCloudConfigAttr();
-    CPackFile &packFile = *GetCPackFileInstance();
-    switch (corvenna::FormatOf(settings.filetype)) {
-        case Format::kJson:
-            return packFile.CreateRealDataJsonFile(values, dir, files, sampleTime,
-                                                   settings.TcpChannel);
-        case Format::kXml:
-            return packFile.CreateRealDataXmlFile(values, dir, files, sampleTime,
-                                                  settings.TcpChannel);
-        case Format::kUnknown:
-            break;
-    }
-    return -1;
-}
-
-std::int32_t CreateAlarmDataFile(std::vector<Alarm_Data_Para> *alarms, char *dir,
-                                 std::vector<std::string> *files) {
-    const ST_CLOUDSERVER_CONFIG_ATTR &settings = *GetCSysSetInstance()->GetCloudConfigAttr();
-    CPackFile &packFile = *GetCPackFileInstance();
-    switch (corvenna::FormatOf(settings.filetype)) {
-        case Format::kJson:
-            return packFile.CreateAlarmDataJsonFile(alarms, dir, files);
-        case Format::kXml:
-            return packFile.CreateAlarmDataXmlFile(alarms, dir, files);
-        case Format::kUnknown:
-            break;
-    }
-    return -1;
+    return ValueOf(dataId, *values);
 }

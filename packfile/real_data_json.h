@@ -8,11 +8,8 @@
 
 namespace corvenna {
 
-/// Counts a document without a pause; where the walk would be abandoned, what comes before that.
-/// @param logdt the text of the sample time.
-JsonSize MeasureRealDataJson(const RealDataSource &source, const char *logdt);
-
 /// Spells a document, with the stated pauses.
+/// @param logdt the text of the sample time.
 /// @return as WalkRealData; an abandoned document is of no use.
 std::optional<std::uint32_t> SpellRealDataJson(const RealDataSource &source, const char *logdt,
                                                JsonText &text);

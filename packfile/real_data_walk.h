@@ -1,13 +1,11 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
 #include <optional>
-#include <string>
 
 #include "config/channel_set.h"
 #include "config/forward_config.h"
-#include "packfile/packfile.h"
+#include "packfile/records.h"
 
 namespace corvenna {
 
@@ -53,15 +51,11 @@ public:
     virtual void EndDevice() = 0;
 };
 
-/// Whether the walk rests after each device and channel, so that a file of many devices does not
-/// monopolise the processor, or only counts.
-enum class Pace { kResting, kCounting };
-
-/// Visits what belongs into a document, in its order.
+/// Visits what belongs into a document, in its order. Rests after each device and channel, so that
+/// a file of many devices does not monopolise the processor.
 /// @return the data id that the snapshot lacks, where the walk was abandoned; nothing when all was
 ///         visited.
-std::optional<std::uint32_t> WalkRealData(const RealDataSource &source, Pace pace,
-                                          RealDataSpeller &speller);
+std::optional<std::uint32_t> WalkRealData(const RealDataSource &source, RealDataSpeller &speller);
 
 /// What is shown for a data id that the snapshot does not hold.
 constexpr double kMissingValue = -1.0;

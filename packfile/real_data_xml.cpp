@@ -1,6 +1,7 @@
 #include "packfile/real_data_xml.h"
 
 #include "base/text.h"
+#include "base/xml.h"
 #include "packfile/value_text.h"
 
 // The twins of real data differ on purpose; receivers tell them apart by the file extension.
@@ -19,15 +20,14 @@ namespace {
 
 class RealDataXml final : public RealDataSpeller {
 public:
-    explicit RealDataXml(xmlNodePtr root) : root_(root) {}
+    explicit RealDataXml(XmlLines &lines) : lines_(lines) {}
 
     bool MeasuresStatus() const override { return true; }
 
     void BeginDevice(unsigned channel, unsigned device) override {
         guard_.emplace();
-        device_ = AddElement(root_, "device");
-        AddAttribute(device_, "id", DecimalText(static_cast<int>(device)).Get());
-        AddAttribute(device_, "channel", DecimalText(static_cast<int>(channel)).Get());
+        lines_.Begin("device", {{"id", DecimalText(static_cast<int>(device)).Get()},
+                                {"channel", DecimalText(static_cast<int>(channel)).Get()}});
     }
 
     void Point(const PointFact &point) override {
@@ -42,44 +42,45 @@ public:
         }
     }
 
-    void EndDevice() override { guard_.reset(); }
+    void EndDevice() override {
+        lines_.End("device");
+        guard_.reset();
+    }
 
 private:
     void Entry(std::uint32_t id, const char *name, const char *value, const char *unit) {
-        xmlNodePtr node = AddElement(device_, "node");
-        AddAttribute(node, "dblink", DataIdText(id).Get());
-        AddAttribute(node, "name", name);
-        AddAttribute(node, "value", value);
-        AddAttribute(node, "unit", unit);
+        lines_.Entry(node_, {DataIdText(id).Get(), name, value, unit});
     }
 
     void Channel192Point(const PointFact &point) {
-        xmlNodePtr node = AddElement(device_, "node");
-        // On purpose: "name" before "dblink", and a blank for the unit that forwarding lacks, in
-        // this channel alone.
-        AddAttribute(node, "name", point.name);
-        AddAttribute(node, "dblink", DataIdText(point.id).Get());
-        AddAttribute(node, "value", ValueText<15>(point.value).Get());
-        AddAttribute(node, "unit", point.forwarded ? " " : point.unit);
+        // On purpose: a blank for the unit that forwarding lacks, in this channel alone.
+        lines_.Entry(channel192Node_,
+                     {point.name, DataIdText(point.id).Get(), ValueText<15>(point.value).Get(),
+                      point.forwarded ? " " : point.unit});
     }
 
-    xmlNodePtr root_;
-    xmlNodePtr device_ = nullptr;
+    XmlLines &lines_;
+    XmlEntry node_{"node", {"dblink", "name", "value", "unit"}};
+    // On purpose: "name" before "dblink" in this channel alone.
+    XmlEntry channel192Node_{"node", {"name", "dblink", "value", "unit"}};
     std::optional<XmlGuard> guard_;  ///< held between BeginDevice and EndDevice
 };
 
-void AddTime(XmlTree &tree, const char *logdt) {
-    const XmlGuard guard;
-    AddAttribute(tree.Root(), "logdt", logdt);
-}
-
 }  // namespace
 
-std::optional<std::uint32_t> BuildRealDataXml(const RealDataSource &source, const char *logdt,
-                                              XmlTree &tree) {
-    AddTime(tree, logdt);
-    RealDataXml speller(tree.Root());
-    return WalkRealData(source, Pace::kResting, speller);
+std::optional<std::uint32_t> SpellRealDataXml(const RealDataSource &source, const char *logdt,
+                                              XmlLines &lines) {
+    {
+        const XmlGuard guard;
+        lines.Begin("data", {{"logdt", logdt}});
+    }
+    RealDataXml speller(lines);
+    const auto missing = WalkRealData(source, speller);
+    if (!missing) {
+        const XmlGuard guard;
+        lines.End("data");
+    }
+    return missing;
 }
 
 }  // namespace corvenna

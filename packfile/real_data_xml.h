@@ -3,16 +3,16 @@
 #include <cstdint>
 #include <optional>
 
-#include "base/xml_tree.h"
 #include "packfile/real_data_walk.h"
+#include "packfile/xml_lines.h"
 
 namespace corvenna {
 
-/// Builds a document below the tree's root, with the stated pauses. The caller holds no XmlGuard:
-/// one is taken for each device and given back before the pause.
+/// Spells a document, with the stated pauses. The caller holds no XmlGuard: one is taken for each
+/// device and given back before the pause.
 /// @param logdt the text of the sample time.
 /// @return as WalkRealData; an abandoned document is of no use.
-std::optional<std::uint32_t> BuildRealDataXml(const RealDataSource &source, const char *logdt,
-                                              XmlTree &tree);
+std::optional<std::uint32_t> SpellRealDataXml(const RealDataSource &source, const char *logdt,
+                                              XmlLines &lines);
 
 }  // namespace corvenna

@@ -9,6 +9,8 @@
 #include <limits>
 #include <optional>
 
+#include "base/digits.h"
+
 namespace corvenna {
 namespace {
 
@@ -43,8 +45,7 @@ struct Rounded {
 
 /// The format takes the decimal point of the host's locale.
 bool LocaleHasPoint() {
-    const char *radix = nl_langinfo(RADIXCHAR);
-    return radix[0] == '.' && radix[1] == '\0';
+    return std::strcmp(nl_langinfo(RADIXCHAR), ".") == 0;
 }
 
 /// Nothing where the C library has to read the format: 2^53 and more, infinities, NaN, and any
@@ -63,36 +64,6 @@ std::optional<Rounded> RoundToThousandths(double value) {
     const std::uint64_t thousandths =
         shift > kLargestShift ? 0 : ShiftRounded(mantissa * kThousand, shift);
     return Rounded{(bits >> 63) != 0, thousandths};
-}
-
-/// Writes two digits so that they end before `end`; returns the first of them.
-char *PrintPairBefore(char *end, std::uint32_t pair) {
-    static constexpr char kPairs[] =
-        "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
-        "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
-        "8081828384858687888990919293949596979899";
-    end -= 2;
-    std::memcpy(end, kPairs + static_cast<std::size_t>(pair) * 2, 2);
-    return end;
-}
-
-char *PrintDigitBefore(char *end, std::uint32_t digit) {
-    *--end = static_cast<char>('0' + digit);
-    return end;
-}
-
-/// Writes the decimal digits of a number so that they end before `end`; returns the first of them.
-char *PrintDigitsBefore(char *end, std::uint64_t number) {
-    while (number > std::numeric_limits<std::uint32_t>::max()) {
-        end = PrintPairBefore(end, static_cast<std::uint32_t>(number % 100));
-        number /= 100;
-    }
-    auto small = static_cast<std::uint32_t>(number);  // 64-bit division is slow on a 32-bit core
-    while (small >= 100) {
-        end = PrintPairBefore(end, small % 100);
-        small /= 100;
-    }
-    return small >= 10 ? PrintPairBefore(end, small) : PrintDigitBefore(end, small);
 }
 
 char *PrintThousandthsBefore(char *end, std::uint64_t thousandths) {
@@ -130,21 +101,7 @@ std::size_t PrintValue(double value, char *field, std::size_t capacity) {
     return length;
 }
 
-std::size_t PrintedLength(double value, std::size_t capacity) {
-    const std::optional<Rounded> rounded = RoundToThousandths(value);
-    if (!rounded) {
-        return std::min(static_cast<std::size_t>(std::snprintf(nullptr, 0, "%.3lf", value)),
-                        capacity - 1);
-    }
-    std::size_t length = rounded->negative ? 6 : 5;  // "-0.000", "0.000"
-    // The text grows by a digit at 10, 100, ...; there is one before the point even below 1.
-    for (std::uint64_t limit = 10 * kThousand; rounded->thousandths >= limit; limit *= 10) {
-        ++length;
-    }
-    return std::min(length, capacity - 1);
-}
-
-DataIdText::DataIdText(std::uint32_t id) {
+std::size_t PrintDataId(std::uint32_t id, char *field) {
     static constexpr auto kPairs = [] {
         std::array<std::array<char, 2>, 256> pairs{};
         for (std::size_t i = 0; i < pairs.size(); ++i) {
@@ -152,11 +109,11 @@ DataIdText::DataIdText(std::uint32_t id) {
         }
         return pairs;
     }();
-    for (std::size_t i = 0; i < kLength / 2; ++i) {
-        std::memcpy(text_ + 2 * i, kPairs[id >> 24].data(), 2);
+    for (std::size_t i = 0; i < kDataIdLength / 2; ++i) {
+        std::memcpy(field + 2 * i, kPairs[id >> 24].data(), 2);
         id <<= 8;
     }
-    text_[kLength] = '\0';
+    return kDataIdLength;
 }
 
 }  // namespace corvenna

@@ -12,9 +12,6 @@ namespace corvenna {
 /// @return the length of the text in the field.
 std::size_t PrintValue(double value, char *field, std::size_t capacity);
 
-/// The length of that text, without making it where that is possible.
-std::size_t PrintedLength(double value, std::size_t capacity);
-
 /// A value's text in a buffer whose capacity is part of the file format: what does not fit is cut.
 template <std::size_t Capacity>
 class ValueText {
@@ -28,16 +25,21 @@ private:
     std::size_t length_;
 };
 
-/// A data id as the files print it: eight lower-case hexadecimal digits, the text of "%08x".
+constexpr std::size_t kDataIdLength = 8;
+
+/// Writes a data id as the files print it, eight lower-case hexadecimal digits (the text of "%08x"
+/// without its NUL).
+/// @return kDataIdLength.
+std::size_t PrintDataId(std::uint32_t id, char *field);
+
+/// The same in a buffer of its own.
 class DataIdText {
 public:
-    static constexpr std::size_t kLength = 8;
-
-    explicit DataIdText(std::uint32_t id);
+    explicit DataIdText(std::uint32_t id) { PrintDataId(id, text_); }
     const char *Get() const { return text_; }
 
 private:
-    char text_[kLength + 1];
+    char text_[kDataIdLength + 1] = {};
 };
 
 }  // namespace corvenna

@@ -18,6 +18,16 @@ std::size_t ParseRecalls(char *data, std::size_t size, std::size_t count, void *
 /// Logs the block and parses it, by itself, into *gPDownFile.
 std::size_t ParseOffers(char *data, std::size_t size, std::size_t count, void *unused);
 
+// Ours: of one answer at most 8 MiB are parsed, and nothing behind what its list had no room for;
+// one message says so. How much it was so far is kept beside each list's pointer, of which the
+// process has one too.
+
+/// Begins an exchange whose answer goes to ParseRecalls, or to ParseOffers.
+void BeginRecalls();
+void BeginOffers();
+/// Whether memory was short for a block of the answer since.
+bool RecallsAreIncomplete();
+
 /// fread and fwrite on the open file that libcurl hands back.
 std::size_t ReadFromFile(char *data, std::size_t size, std::size_t count, void *file);
 std::size_t WriteToFile(char *data, std::size_t size, std::size_t count, void *file);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "plugin/last_name.h"
+
 struct down_file_para;
 
 /// Body of the download thread: fetches the list of offered files, announces, downloads, verifies
@@ -20,7 +22,3 @@ int DealDownFile(const down_file_para *file, const char *local);
 /// Writes the 32 lower-case hexadecimal digits of a file's MD5 sum into `out` (33 bytes at least);
 /// an empty text when the sum cannot be made. @return out.
 char *getfilemd5(const char *file, char *out);
-
-/// Copies what follows the last "/" of a path (all of it when there is none) into `dst`, which must
-/// have room for it. @return dst.
-char *getlastname(const char *path, char *dst);

@@ -5,13 +5,15 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
+#include <climits>
 #include <cstring>
 
-#include "base/handle.h"
+#include "base/file_descriptor.h"
+#include "base/pipe.h"
 #include "base/text.h"
+#include "base/undisturbed.h"
 #include "message/records.h"
-#include "plugin/download.h"
+#include "plugin/last_name.h"
 
 namespace corvenna {
 namespace {
@@ -22,7 +24,7 @@ namespace {
 ShellCommand PackageCommand(const char *local) {
     ShellCommand command;
     // clang-format off
-    PrintText<sizeof command.text>(command.text, R"(cd /media/mmcblk0p1 &&unzip %s&& let s=`ls -l update.vpk|awk '{print $5}'`&&sed -i "/filesize/{s/size=\"[0-9]*\"/size=\"$s\"/}" update.xml&& mv update.vpk /tmp/uploads && mv update.xml /tmp/uploads)", local);
+    PrintText(AllOf(command.text), R"(cd /media/mmcblk0p1 &&unzip %s&& let s=`ls -l update.vpk|awk '{print $5}'`&&sed -i "/filesize/{s/size=\"[0-9]*\"/size=\"$s\"/}" update.xml&& mv update.vpk /tmp/uploads && mv update.xml /tmp/uploads)", local);
     // clang-format on
     return command;
 }
@@ -31,7 +33,7 @@ ShellCommand ConfigurationCommand(const char *local) {
     ShellCommand command;
     // On purpose: the description closes "upDateConfig", which it never opened.
     // clang-format off
-    PrintText<sizeof command.text>(command.text, R"(cd /media/mmcblk0p1&&mv %s config.conf&&zip -j update.vpk config.conf&& let s=`ls -l update.vpk|awk '{print $5}'`&&echo -e "<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\r\n<updateConfig Ver=\"1.00\">\r\n<Protocol Name=\"updateConfig\" />\r\n<filesize size=\"$s\" />\r\n<file fileName=\"config.conf\" sendFilePath=\"/quorvane/Config\" filetype=\"conf\"/>\r\n</upDateConfig>">update.xml&& mv update.vpk /tmp/uploads && mv update.xml /tmp/uploads)", local);
+    PrintText(AllOf(command.text), R"(cd /media/mmcblk0p1&&mv %s config.conf&&zip -j update.vpk config.conf&& let s=`ls -l update.vpk|awk '{print $5}'`&&echo -e "<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\r\n<updateConfig Ver=\"1.00\">\r\n<Protocol Name=\"updateConfig\" />\r\n<filesize size=\"$s\" />\r\n<file fileName=\"config.conf\" sendFilePath=\"/quorvane/Config\" filetype=\"conf\"/>\r\n</upDateConfig>">update.xml&& mv update.vpk /tmp/uploads && mv update.xml /tmp/uploads)", local);
     // clang-format on
     return command;
 }
@@ -40,12 +42,13 @@ ShellCommand CopyCommand(const down_file_para &offer, const char *local) {
     char name[sizeof offer.file];
     getlastname(offer.file, name);
     ShellCommand command;
-    PrintText<sizeof command.text>(command.text, "cp -rf %s %s/%s", local, offer.path, name);
+    PrintText(AllOf(command.text), "cp -rf %s %s/%s", local, offer.path, name);
     return command;
 }
 
-/// ASCII marks beside letters and digits that mean nothing to a shell in the middle of a word.
-constexpr char kHarmlessMarks[] = "/._-+,:=@%";
+/// ASCII marks beside letters and digits that mean nothing to a POSIX shell in the middle of a
+/// word.
+constexpr char kHarmlessMarks[] = "/._-+,:=@%~^!";
 
 bool IsPlain(char character) {
     const auto byte = static_cast<unsigned char>(character);
@@ -53,19 +56,19 @@ bool IsPlain(char character) {
            (byte >= '0' && byte <= '9') || std::strchr(kHarmlessMarks, byte) != nullptr;
 }
 
-/// Makes a descriptor the standard input of what is executed next.
+/// Makes a descriptor the standard input of what is executed next; with none there is no input.
 void UseAsInput(int descriptor) {
     if (descriptor == STDIN_FILENO) {
         fcntl(descriptor, F_SETFD, 0);  // a host without an input of its own: it is there already
-    } else {
-        dup2(descriptor, STDIN_FILENO);
+    } else if (descriptor < 0 || dup2(descriptor, STDIN_FILENO) < 0) {
+        close(STDIN_FILENO);
     }
 }
 
 }  // namespace
 
 bool IsPlainWord(const char *text) {
-    if (*text == '\0' || *text == '-') {
+    if (*text == '\0' || *text == '-' || *text == '~') {
         return false;
     }
     for (; *text != '\0'; ++text) {
@@ -85,9 +88,24 @@ bool AreInstallWordsPlain(const down_file_para &offer) {
            IsPlainWord(offer.path);
 }
 
+bool GoesIntoPipe(const down_file_para &offer, const char *local) {
+    if (offer.type != kPlainFile) {
+        return false;
+    }
+    char name[sizeof offer.file];
+    char target[sizeof offer.path + sizeof offer.file + NAME_MAX];
+    PrintText(AllOf(target), "%s/%s", offer.path, getlastname(offer.file, name));
+    if (IsPipe(target)) {
+        return true;
+    }
+    const char *slash = std::strrchr(local, '/');
+    PrintText(AllOf(target), "%s/%s/%s", offer.path, name, slash != nullptr ? slash + 1 : local);
+    return IsPipe(target);
+}
+
 ShellCommand DigestCommand(const char *file, const char *digestFile) {
     ShellCommand command;
-    PrintText<512>(command.text, "md5sum %s > %s", file, digestFile);
+    PrintText(UpTo<512>(command.text), "md5sum %s > %s", file, digestFile);
     return command;
 }
 
@@ -107,12 +125,13 @@ std::optional<ShellCommand> InstallCommand(const down_file_para &offer, const ch
 bool RunInShell(const char *command) {
     // Ours: unzip asks when a file is in its way or the card is full. It must find the end of its
     // input, or the download thread would wait for somebody at the host's.
-    const File noInput(std::fopen("/dev/null", "re"));
-    const int input = noInput ? fileno(noInput.get()) : -1;
+    const FileDescriptor noInput(open("/dev/null", O_RDONLY | O_CLOEXEC));
+    const int input = noInput.Get();
     const pid_t child =
         vfork();  // NOLINT(clang-analyzer-security.insecureAPI.vfork): no copy of a big host
     if (child == 0) {
-        UseAsInput(input);  // NOLINT(clang-analyzer-unix.Vfork): touches no memory
+        UseAsInput(input);    // NOLINT(clang-analyzer-unix.Vfork): touches no memory
+        AllowWriteSignals();  // likewise
         execl("/bin/sh", "sh", "-c", command, nullptr);
         _exit(127);
     }

@@ -17,13 +17,20 @@ constexpr int kUpdatePackage = 0;      ///< an archive of update.vpk and update.
 constexpr int kConfigurationFile = 1;  ///< packed into an update of its own
 constexpr int kPlainFile = 9;          ///< copied to a folder of the gateway
 
-/// Whether the shell takes a text as exactly one word: not empty, no leading "-", and nothing but
-/// letters, digits, bytes of non-ASCII letters and a few harmless marks.
+/// Whether a POSIX shell takes a text as exactly one word and as it stands: not empty, no "-" or
+/// "~" in front, and nothing but letters, digits, bytes of non-ASCII letters and a few harmless
+/// marks. (A "~" behind ":" or "=" would mean a home in an assignment only, which the commands do
+/// not begin with; "!" and "^" mean something where a command begins and to a terminal.)
 bool IsPlainWord(const char *text);
 
 /// Whether the texts of an offer that its type makes words of a command are plain. (The digest
 /// names the local file and is checked apart.)
 bool AreInstallWordsPlain(const down_file_para &offer);
+
+/// Whether an offer's type has it copied into a named pipe: at its target, or in the folder that
+/// the target is, by the local file's name.
+/// Ours: the shell would wait there for a reader, for ever where there is none.
+bool GoesIntoPipe(const down_file_para &offer, const char *local);
 
 /// Writes the MD5 sum of one file into another. At most 511 characters.
 ShellCommand DigestCommand(const char *file, const char *digestFile);

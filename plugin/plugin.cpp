@@ -1,5 +1,8 @@
 #include "plugin/plugin.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <cstring>
 
 #include "config/channel_set.h"
@@ -7,6 +10,7 @@
 #include "config/sn_set.h"
 #include "config/sys_set.h"
 #include "log/log.h"
+#include "plugin/entry_point.h"
 #include "plugin/instances.h"
 
 namespace {
@@ -64,9 +68,20 @@ Interval_info Schedule(const ST_CLOUDSERVER_CONFIG_ATTR &settings) {
     return schedule;
 }
 
-}  // namespace
+/// Ours: in a host without standard input, output or error the next file or connection would take
+/// its place, and what is printed, by the host or by us, would go in there.
+void TakeFreeStandardDescriptors() {
+    int opened = 0;
+    do {
+        opened = open("/dev/null", O_RDWR);  // stays open, for children too
+    } while (opened >= 0 && opened <= STDERR_FILENO);
+    if (opened >= 0) {
+        close(opened);
+    }
+}
 
-int Init(Interval_info *info) {
+int Start(Interval_info *info) {
+    TakeFreeStandardDescriptors();
     log_init(0);
     if (info == nullptr) {
         log_Text(kLogError, "Interval_info pointer is null");
@@ -88,4 +103,10 @@ int Init(Interval_info *info) {
              schedule.CheckFailInv, schedule.RecallInv);
     pthread_mutex_init(&down_file_mutex, nullptr);
     return 0;
+}
+
+}  // namespace
+
+int Init(Interval_info *info) {
+    return corvenna::Guarded("Init", [&] { return Start(info); });
 }

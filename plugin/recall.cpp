@@ -1,31 +1,47 @@
-#include <mutex>
+#include <pthread.h>
 
+#include <memory>
+
+#include "base/forks.h"
+#include "base/handle.h"
 #include "log/log.h"
 #include "message/pack_memory.h"
 #include "plugin/callbacks.h"
 #include "plugin/cloud.h"
 #include "plugin/endpoints.h"
+#include "plugin/entry_point.h"
 #include "plugin/plugin.h"
-
-using namespace corvenna;
 
 std::vector<recall_time_para> *gPRecalltime = nullptr;
 
+namespace corvenna {
 namespace {
 
 // Ours: gPRecalltime is one pointer for the process. A second caller waits for the first, or both
 // would grow one list at once, and that of a caller who may already be gone.
-std::mutex gRecallMutex;
+pthread_mutex_t gMutex = PTHREAD_MUTEX_INITIALIZER;
+using Lock = std::unique_ptr<pthread_mutex_t, FreedBy<pthread_mutex_unlock>>;
 
-}  // namespace
+Lock LockRecalls() {
+    RenewInForkedChildren<gMutex>();
+    pthread_mutex_lock(&gMutex);
+    return Lock(&gMutex);
+}
 
-int CheckRecall(std::vector<recall_time_para> *out) {
+/// Ours: ranges that found no memory are no success, or the host would take the list for whole.
+int AskForRecalls(const Cloud &cloud, ST_FRAME_MEMORY_UPLOAD &request) {
+    BeginRecalls();
+    const int result = Send(cloud, request);
+    return RecallsAreIncomplete() ? -1 : result;
+}
+
+int FetchRecalls(std::vector<recall_time_para> *out) {
     const Cloud cloud = ReadCloud();
     if (out == nullptr) {
         log_Text(kLogError, "CheckRecall: list is null");
         return -1;
     }
-    const std::lock_guard<std::mutex> lock(gRecallMutex);
+    const Lock alone = LockRecalls();
     ST_FRAME_MEMORY_UPLOAD request = MemoryRequest(cloud, "GET", ParseRecalls);
     gPRecalltime = out;
     PrintRecallUrl(cloud, request.url);
@@ -35,12 +51,12 @@ int CheckRecall(std::vector<recall_time_para> *out) {
     } else {
         log_Text(kLogInfo, "start CheckRecall Time from %s", request.url);
     }
-    const int result = Send(cloud, request);
+    const int result = AskForRecalls(cloud, request);
     log_Text(kLogInfo, "Check Recall Time from %s finish", request.url);
     return result;
 }
 
-int DeleteRecall(recall_time_para *range) {
+int AcknowledgeRecall(const recall_time_para *range) {
     const Cloud cloud = ReadCloud();
     if (range == nullptr) {
         log_Text(kLogError, "DeleteRecall: range is null");
@@ -56,4 +72,17 @@ int DeleteRecall(recall_time_para *range) {
     const int result = Send(cloud, request);
     log_Text(kLogInfo, "Delete Recall Time from %s finish", request.url);
     return result;
+}
+
+}  // namespace
+}  // namespace corvenna
+
+using namespace corvenna;
+
+int CheckRecall(std::vector<recall_time_para> *out) {
+    return Guarded("CheckRecall", [&] { return FetchRecalls(out); });
+}
+
+int DeleteRecall(recall_time_para *range) {
+    return Guarded("DeleteRecall", [&] { return AcknowledgeRecall(range); });
 }

@@ -6,9 +6,10 @@
 #include "plugin/callbacks.h"
 #include "plugin/cloud.h"
 #include "plugin/endpoints.h"
+#include "plugin/entry_point.h"
 #include "plugin/plugin.h"
 
-using namespace corvenna;  // NOLINT(google-build-using-namespace): the stated names are global
+using namespace corvenna;
 
 namespace {
 
@@ -42,11 +43,13 @@ int Announce(BodyBuilder build, UrlPrinter printUrl) {
 }  // namespace
 
 int HTTP_POSTGateWayInfo() {
-    return Announce(&CPackMemory::CreateGateWayInfoMemory, PrintGatewayUrl);
+    return Guarded("HTTP_POSTGateWayInfo",
+                   [] { return Announce(&CPackMemory::CreateGateWayInfoMemory, PrintGatewayUrl); });
 }
 
 int HTTP_POSTDevices() {
-    return Announce(&CPackMemory::CreateDevicesMemory, PrintDevicesUrl);
+    return Guarded("HTTP_POSTDevices",
+                   [] { return Announce(&CPackMemory::CreateDevicesMemory, PrintDevicesUrl); });
 }
 
 int PrePost(void) {

@@ -1,14 +1,16 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/forks.h"
+#include "base/process_end.h"
 #include "base/thread.h"
 #include "log/log.h"
 #include "plugin/callbacks.h"
 #include "plugin/cloud.h"
 #include "plugin/download.h"
 #include "plugin/endpoints.h"
+#include "plugin/entry_point.h"
 #include "plugin/plugin.h"
-#include "plugin/process_end.h"
 
 namespace corvenna {
 namespace {
@@ -24,12 +26,11 @@ ST_FRAME_FILE_UPLOAD UploadRequest(const Cloud &cloud, const char *path) {
 
 /// Never waits: an upload goes on while a download thread runs.
 void StartDownloadUnlessRunning() {
+    RenewInForkedChildren<down_file_mutex>();
     if (pthread_mutex_trylock(&down_file_mutex) != 0) {
         return;
     }
     log_Text(kLogInfo, "Start thread to get downfile \n");
-    GetCPackMemoryInstance();
-    GetCParseMemoryInstance();
     GuardProcessEnd();
     if (!StartDetachedThread(DownFile, nullptr)) {
         pthread_mutex_unlock(&down_file_mutex);
@@ -37,12 +38,7 @@ void StartDownloadUnlessRunning() {
     }
 }
 
-}  // namespace
-}  // namespace corvenna
-
-using namespace corvenna;
-
-int UploadRealDataFile(char *path) {
+int UploadRealData(const char *path) {
     const Cloud cloud = ReadCloud();
     if (path == nullptr) {
         log_Text(kLogError, "UploadRealDataFile: path is null");
@@ -64,7 +60,7 @@ int UploadRealDataFile(char *path) {
     return result;
 }
 
-int UploadAlarmDataFile(const char *path) {
+int UploadAlarmData(const char *path) {
     const Cloud cloud = ReadCloud();
     if (path == nullptr) {
         log_Text(kLogError, "UploadAlarmDataFile: path is null");
@@ -77,4 +73,17 @@ int UploadAlarmDataFile(const char *path) {
         WithClient(cloud, [&](auto &client) { return client.UploadAlarmDataFile(&request); });
     log_Text(kLogInfo, "Send alarmdata %s to %s finish\n", path, request.url);
     return result;
+}
+
+}  // namespace
+}  // namespace corvenna
+
+using namespace corvenna;
+
+int UploadRealDataFile(char *path) {
+    return Guarded("UploadRealDataFile", [&] { return UploadRealData(path); });
+}
+
+int UploadAlarmDataFile(const char *path) {
+    return Guarded("UploadAlarmDataFile", [&] { return UploadAlarmData(path); });
 }
