@@ -3,6 +3,8 @@
 #include <SQLiteCpp/SQLiteCpp.h>
 #include <SQLiteCpp/VariadicBind.h>
 
+#include <cstdint>
+#include <stdexcept>
 #include <string>
 
 namespace corvenna {
@@ -43,6 +45,16 @@ int Run(const SQLite::Database &database, const char *sql, const Values &...valu
 template <class... Values>
 bool Exists(const SQLite::Database &database, const char *sql, const Values &...values) {
     return Query(database, sql, values...).executeStep();
+}
+
+/// The number in the first row, which the query must have.
+template <class... Values>
+std::int64_t NumberOf(const SQLite::Database &database, const char *sql, const Values &...values) {
+    SQLite::Statement row = Query(database, sql, values...);
+    if (!row.executeStep()) {
+        throw std::runtime_error(std::string("no row: ") + sql);
+    }
+    return row.getColumn(0).getInt64();
 }
 
 }  // namespace corvenna

@@ -6,6 +6,7 @@ Both run inside tests/support/sandbox, where the plug-in's fixed folders are emp
 import json
 import os
 import signal
+import socket
 import sqlite3
 import subprocess
 import sys
@@ -16,6 +17,8 @@ import urllib.request
 
 PROJECT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 SERIAL = "GW000001"
+# For what takes a moment; it bounds a program that hangs, also on a machine that is busy and slow.
+PATIENCE = 180
 
 
 class NotReady(Exception):
@@ -36,26 +39,36 @@ def wait_for(what, check, seconds, alive=None):
         time.sleep(0.05)
 
 
+def bound(command, number=signal.SIGTERM):
+    """The command of a program that is sent a signal when the thread that started it has ended, even
+    if that was killed. Who becomes another user does so before."""
+    return ["setpriv", "--pdeathsig", number.name.removeprefix("SIG"), *command]
+
+
 class Process:
-    """A program that can be killed and started again; what it says goes to a file."""
+    """A program that can be killed and started again; what it says goes to a file. It does not
+    outlive this process."""
+
+    END = signal.SIGTERM  # asks it to end
+    before = ()  # what goes before its command
 
     def __init__(self, command, log):
         self.command = command
         self.log = log
         self.process = None
 
-    def start(self):
+    def start(self, **how):
         with open(self.log, "ab") as log:
-            self.process = subprocess.Popen(self.command, stdout=log, stderr=log,
-                                            stdin=subprocess.DEVNULL)
+            self.process = subprocess.Popen([*self.before, *bound(self.command, self.END)],
+                                            stdout=log, stderr=log, stdin=subprocess.DEVNULL, **how)
 
     def kill(self):
         self.process.kill()
         self.process.wait()
 
-    def stop(self, seconds=20):
+    def stop(self, seconds=PATIENCE):
         """Asks it to end. Returns its exit code."""
-        self.process.send_signal(signal.SIGTERM)
+        self.process.send_signal(self.END)
         return self.process.wait(seconds)
 
     def is_running(self):
@@ -69,16 +82,84 @@ class Process:
         with open(self.log, encoding="utf-8", errors="replace") as log:
             return log.read()
 
+    def last_words(self, lines):
+        return "\n".join(self.said().splitlines()[-lines:]) if os.path.exists(self.log) else ""
+
+
+def hold_port():
+    """A free port, kept for the servers that are started there one after the other as long as this
+    process lives: in between, nobody else is given it, and who connects is refused."""
+    held = socket.socket()
+    held.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)  # as the servers have it
+    held.bind(("127.0.0.1", 0))
+    port = held.getsockname()[1]
+    held.detach()
+    return port
+
+
+def show_logs(processes, lines):
+    for process in processes:
+        print(f"--- {process.log}")
+        print(process.last_words(lines))
+
+
+class Steps:
+    """Steps of a story, told line by line. Each returns its evidence, or raises."""
+
+    def run(self):
+        """The whole story. Returns the exit code."""
+        started = time.monotonic()
+        self.head()
+        try:
+            self.tell()
+            print(f"everything happened, in {time.monotonic() - started:.1f} s")
+            self.afterwards()
+            return 0
+        except KeyboardInterrupt:
+            return 130
+        except Exception:
+            self.show_logs()
+            return 1
+        finally:
+            self.end()
+
+    def afterwards(self):
+        """What is left to do when everything happened."""
+
+    def step(self, name, step):
+        started = time.monotonic()
+        try:
+            evidence = step()
+        except Exception as error:
+            self.row(name, "FAILED", started, f"{type(error).__name__}: {error}")
+            raise
+        self.row(name, "ok", started, evidence)
+
+    @staticmethod
+    def head():
+        print(f"{'step':<18} {'result':<7} {'took':>7}  evidence", flush=True)
+
+    @staticmethod
+    def row(name, result, started, evidence):
+        seconds = time.monotonic() - started
+        print(f"{name:<18} {result:<7} {seconds:5.1f} s  {evidence}", flush=True)
+
+    @staticmethod
+    def expect(true, what):
+        if not true:
+            raise NotReady(f"not so: {what}")
+
 
 class Cloud(Process):
-    def __init__(self, build, folder, https=False, emulator=()):
-        self.data = os.path.join(folder, "cloud")
-        self.ready_file = os.path.join(folder, "cloud-ready")
+    def __init__(self, build, folder, https=False, emulator=(), name="cloud", options=()):
+        self.data = os.path.join(folder, name)
+        self.options = list(options)
+        self.ready_file = os.path.join(folder, f"{name}-ready")
         self.scheme = "https" if https else "http"
         self.program = [*emulator, os.path.join(build, "tools/cloud/corvenna-cloud")]
-        self.ports = {self.scheme: 0, "admin": 0}
+        self.ports = {name: hold_port() for name in (self.scheme, "admin")}
         self.page = ""
-        super().__init__([], os.path.join(folder, "cloud.log"))
+        super().__init__([], os.path.join(folder, f"{name}.log"))
 
     @property
     def port(self):
@@ -89,18 +170,17 @@ class Cloud(Process):
         return os.path.join(self.data, "certificate.pem")
 
     def start(self):
-        """The first start finds free ports; later ones take the same again."""
         if os.path.exists(self.ready_file):
             os.remove(self.ready_file)
         self.command = [*self.program, "--data", self.data, "--ready-file", self.ready_file,
-                        f"--{self.scheme}", str(self.port), "--admin", str(self.ports["admin"])]
+                        f"--{self.scheme}", str(self.port), "--admin", str(self.ports["admin"]),
+                        *self.options]
         super().start()
-        wait_for("the cloud's start", lambda: os.path.exists(self.ready_file), 30,
+        wait_for("the cloud's start", lambda: os.path.exists(self.ready_file), PATIENCE,
                  self.check_running)
         with open(self.ready_file, encoding="utf-8") as file:
             ready = json.load(file)
         self.page = ready["page"]
-        self.ports = {name: ready[name] for name in self.ports}
 
     def ask(self, path, body=None, method=None):
         """One request to the cloud's own API; nothing for what is not there (yet)."""
@@ -109,7 +189,7 @@ class Cloud(Process):
         request = urllib.request.Request(self.page.rstrip("/") + path, data=body, method=method)
         opener = urllib.request.build_opener(urllib.request.ProxyHandler({}))
         try:
-            with opener.open(request, timeout=30) as answer:
+            with opener.open(request, timeout=PATIENCE) as answer:
                 return json.loads(answer.read() or b"null")
         except urllib.error.HTTPError as error:
             if error.code == 404:
@@ -149,16 +229,18 @@ class Gateway(Process):
         subprocess.run(command, check=True, stdout=subprocess.DEVNULL)
 
     def prepare(self, speed, source=(), options=()):
-        self.command = [*self.program, "run", *source, "--plugin", self.plugin, "--data", self.data,
+        # The sandbox has a root of its own; the machine's files are in /etc.
+        self.command = [*self.program, "run", *source, "--file-system", "/etc",
+                        "--plugin", self.plugin, "--data", self.data,
                         "--speed", str(speed), "--status", "lines", *options]
 
     def start(self):
         self.said_before = len(self.said()) if os.path.exists(self.log) else 0
         super().start()
 
-    def stop(self, seconds=20):
+    def stop(self, seconds=PATIENCE):
         """A program that has only just begun cannot know yet what to do with a signal."""
-        wait_for("the gateway's start", lambda: "at work" in self.said()[self.said_before:], 60,
+        wait_for("the gateway's start", lambda: "at work" in self.said()[self.said_before:], PATIENCE,
                  self.check_running)
         return super().stop(seconds)
 
@@ -178,31 +260,8 @@ def is_sandboxed():
     return os.path.isdir("/quorvane") and "CORVENNA_PLANT" in os.environ
 
 
-def enter_sandbox(script, arguments):
+def enter_sandbox(script, arguments, options=()):
     """Runs the script again inside the sandbox and ends with its exit code."""
     os.environ["CORVENNA_PLANT"] = "1"
     sandbox = os.path.join(PROJECT, "tests/support/sandbox")
-    os.execv(sandbox, [sandbox, "python3", os.path.abspath(script), *arguments])
-
-
-def use_bash_as_sh():
-    """The plug-in's install commands use `let` and `echo -e`, which a gateway's /bin/sh knows and
-    Debian's does not. Lays bash over it, inside the sandbox only."""
-    known = subprocess.run(["/bin/sh", "-c", "let s=1 && test \"$s\" = 1"],
-                           stderr=subprocess.DEVNULL, check=False)
-    if known.returncode == 0:
-        return None
-    mounted = subprocess.run(["mount", "--bind", "/bin/bash", "/bin/sh"],
-                             stderr=subprocess.DEVNULL, check=False)
-    if mounted.returncode == 0:
-        return None
-    # No mounts here: the real /bin/sh, for as long as this runs.
-    before = os.readlink("/bin/sh")
-    replace_link("/bin/sh", "bash")
-    return lambda: replace_link("/bin/sh", before)
-
-
-def replace_link(path, target):
-    temporary = tempfile.mktemp(dir=os.path.dirname(path))
-    os.symlink(target, temporary)
-    os.replace(temporary, path)
+    os.execv(sandbox, [sandbox, *options, "python3", os.path.abspath(script), *arguments])

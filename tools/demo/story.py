@@ -15,19 +15,18 @@ import zipfile
 import plant
 
 SPEED = 30
-STEP_SECONDS = 60
+STEP_SECONDS = 240  # also of a machine that is busy, and of an emulator
 ALARM = "Memory/Used>0.1"
 UPLOADS = "/tmp/uploads"
 PACKAGE_BYTES = 20000
 
 
-class Story:
+class Story(plant.Steps):
     def __init__(self, options):
         self.options = options
         self.folder = tempfile.mkdtemp(prefix="corvenna-demo-")
         # The emulator is slow, and the rhythm is not what is shown.
         self.speed = 12 if options.emulator else SPEED
-        self.seconds = STEP_SECONDS * (4 if options.emulator else 1)
         same = options.build == options.gateway_build
         self.cloud = plant.Cloud(options.build, self.folder, options.https,
                                  options.emulator if same else ())
@@ -127,23 +126,22 @@ class Story:
     # --- Helpers ---------------------------------------------------------------------------------
 
     def wait(self, check, what):
-        return plant.wait_for(what, check, self.seconds, self.check_alive)
+        return plant.wait_for(what, check, STEP_SECONDS, self.check_alive)
 
     def check_alive(self):
         self.cloud.check_running()
         self.gateway.check_running()
 
-    @staticmethod
-    def expect(true, what):
-        if not true:
-            raise plant.NotReady(f"not so: {what}")
-
     def exchange(self, name):
-        """The first exchange of a kind in the cloud's trace."""
-        trace = self.cloud.ask("/api/trace")
-        entries = trace["entries"] if isinstance(trace, dict) else trace
-        return min((entry for entry in entries if entry["exchange"] == name),
-                   key=lambda entry: entry["id"])
+        """The first exchange of a kind in the cloud's trace, which is written when an answer has gone
+        out: what it was about may be seen before."""
+        def first():
+            trace = self.cloud.ask("/api/trace")
+            entries = trace["entries"] if isinstance(trace, dict) else trace
+            return min((entry for entry in entries if entry["exchange"] == name),
+                       key=lambda entry: entry["id"], default=None)
+
+        return self.wait(first, f"the trace of {name}")
 
     def arrived(self):
         """The times of the samples that the cloud has, as its texts."""
@@ -155,7 +153,8 @@ class Story:
         """The cloud loses samples, so that only a recall can bring them back."""
         with self.cloud.database() as database:
             for text in times:
-                deleted = database.execute("DELETE FROM samples WHERE time = ?", [text]).rowcount
+                deleted = database.execute(
+                    "DELETE FROM documents WHERE datetime(time, 'unixepoch') = ?", [text]).rowcount
                 self.expect(deleted > 0, "there was something to lose")
 
     def compare(self, times):
@@ -187,26 +186,12 @@ class Story:
         for name, step in steps:
             self.step(name, step)
 
-    def step(self, name, step):
-        started = time.monotonic()
-        try:
-            evidence = step()
-        except Exception as error:
-            self.row(name, "FAILED", started, f"{type(error).__name__}: {error}")
-            raise
-        self.row(name, "ok", started, evidence)
-
-    @staticmethod
-    def row(name, result, started, evidence):
-        seconds = time.monotonic() - started
-        print(f"{name:<18} {result:<7} {seconds:5.1f} s  {evidence}", flush=True)
-
     def show_logs(self):
-        for process in (self.cloud, self.gateway):
-            print(f"--- {process.log}")
-            print("\n".join(process.said().splitlines()[-25:]))
+        plant.show_logs((self.cloud, self.gateway), 25)
 
-    def keep(self):
+    def afterwards(self):
+        if not self.options.keep:
+            return
         print(f"\nThe cloud's page: {self.cloud.page}   (end with Ctrl-C)", flush=True)
         ended = signal.sigwait({signal.SIGINT, signal.SIGTERM})
         print(f"ended by {signal.Signals(ended).name}")
@@ -231,30 +216,14 @@ def parse(arguments):
 
 def main():
     if not plant.is_sandboxed():
-        plant.enter_sandbox(__file__, sys.argv[1:])
+        # The plug-in's install commands use `let` and `echo -e`, which a gateway's shell knows and
+        # Debian's does not.
+        plant.enter_sandbox(__file__, sys.argv[1:], ["--bash"])
     options = parse(sys.argv[1:])
     plant.end_on_signals()
     if options.keep:
         signal.pthread_sigmask(signal.SIG_BLOCK, {signal.SIGINT, signal.SIGTERM})
-    story = Story(options)
-    put_back = plant.use_bash_as_sh()
-    started = time.monotonic()
-    print(f"{'step':<18} {'result':<7} {'took':>7}  evidence")
-    try:
-        story.tell()
-        print(f"everything happened, in {time.monotonic() - started:.1f} s")
-        if options.keep:
-            story.keep()
-        return 0
-    except KeyboardInterrupt:
-        return 130
-    except Exception:
-        story.show_logs()
-        return 1
-    finally:
-        story.end()
-        if put_back:
-            put_back()
+    return Story(options).run()
 
 
 if __name__ == "__main__":

@@ -34,6 +34,7 @@ struct Point {
     std::uint16_t number;  ///< 0 to 4095, within its type; digital input 0 is the device's status
     std::string name;
     std::string unit;
+    bool isById = false;  ///< it is the point of that data id, whatever the name
 };
 
 struct Device {

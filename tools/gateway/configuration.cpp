@@ -1,18 +1,22 @@
 #include "tools/gateway/configuration.h"
 
-#include <libxml/tree.h>
+#include <fcntl.h>
+#include <unistd.h>
 
-#include <algorithm>
 #include <array>
-#include <cctype>
+#include <cerrno>
 #include <cstdio>
+#include <ctime>
 #include <filesystem>
-#include <fstream>
-#include <memory>
+#include <map>
 #include <set>
 #include <stdexcept>
+#include <system_error>
 
-#include "base/handle.h"
+#include "base/file_descriptor.h"
+#include "tools/gateway/configuration_rules.h"
+#include "tools/gateway/whole_file.h"
+#include "tools/gateway/xml_builder.h"
 
 namespace corvenna::gateway {
 
@@ -20,64 +24,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr std::size_t kLongestSerial = 18;
-constexpr std::size_t kLongestAddress = 62;  // of the server, its prefix, user and password
-constexpr std::size_t kLongestCertificate = 126;
-constexpr std::size_t kLongestUrl = 126;
-
-using Document = std::unique_ptr<xmlDoc, FreedBy<xmlFreeDoc>>;
-
-const xmlChar *ToXml(const std::string &text) {
-    return reinterpret_cast<const xmlChar *>(text.c_str());
-}
-
-/// Control characters and broken UTF-8 would make a file that no parser reads.
-bool IsText(const std::string &text) {
-    const auto isControl = [](unsigned char byte) { return byte < 0x20 || byte == 0x7F; };
-    return xmlCheckUTF8(ToXml(text)) == 1 && std::none_of(text.begin(), text.end(), isControl);
-}
-
-/// An element of a document that is being built; the document owns it.
-class Element {
-public:
-    explicit Element(xmlNode *node) : node_(node) {}
-
-    Element Child(const char *name) const {
-        return Element(xmlNewChild(node_, nullptr, ToXml(name), nullptr));
-    }
-    const Element &Set(const char *name, const std::string &value) const {
-        if (!IsText(value)) {
-            throw std::runtime_error(std::string(name) +
-                                     " holds a control character or is no UTF-8: " + value);
-        }
-        xmlNewProp(node_, ToXml(name), ToXml(value));
-        return *this;
-    }
-    const Element &Set(const char *name, int value) const {
-        return Set(name, std::to_string(value));
-    }
-
-private:
-    xmlNode *node_;
-};
-
-struct NewDocument {
-    explicit NewDocument(const char *rootName)
-        : document(xmlNewDoc(ToXml("1.0"))),
-          root(xmlNewDocNode(document.get(), nullptr, ToXml(rootName), nullptr)) {
-        xmlDocSetRootElement(document.get(), root);
-    }
-    Element Root() const { return Element(root); }
-    void Save(const std::string &path) const {
-        fs::create_directories(fs::path(path).parent_path());
-        if (xmlSaveFormatFileEnc(path.c_str(), document.get(), "UTF-8", 1) < 0) {
-            throw std::runtime_error("cannot write " + path);
-        }
-    }
-
-    Document document;
-    xmlNode *root;
-};
+constexpr mode_t kReadByAll = 0644;
+constexpr mode_t kReadByOwner = 0600;
 
 std::string Hexadecimal(std::uint32_t id) {
     char text[16];
@@ -86,16 +34,16 @@ std::string Hexadecimal(std::uint32_t id) {
 }
 
 void WriteSystem(const std::string &folder, const ConfigurationOptions &options) {
-    const NewDocument system("sysConfig");
-    const Element info = system.Root().Child("Info");
+    const XmlBuilder system("sysConfig");
+    const XmlElement info = system.Root().Child("Info");
     info.Child("station")
         .Set("stationName", options.station)
-        .Set("longitude", "0.000")
-        .Set("latitude", "0.000");
-    info.Child("rooms").Set("roomName", "Room 1").Set("desc", "Where the gateway stands");
-    info.Child("baseInfo").Set("gatewayName", options.name).Set("address", "Address");
-    info.Child("owner").Set("ownerName", "Owner").Set("desc", "Who owns the gateway");
-    const Element cloud = system.Root().Child("cloud");
+        .Set("longitude", options.longitude)
+        .Set("latitude", options.latitude);
+    info.Child("rooms").Set("roomName", options.room).Set("desc", "Where the gateway stands");
+    info.Child("baseInfo").Set("gatewayName", options.name).Set("address", options.address);
+    info.Child("owner").Set("ownerName", options.owner).Set("desc", "Who owns the gateway");
+    const XmlElement cloud = system.Root().Child("cloud");
     cloud.Set("cloudip", options.server)
         .Set("port", options.port)
         .Set("checked", 1)
@@ -113,32 +61,27 @@ void WriteSystem(const std::string &folder, const ConfigurationOptions &options)
         .Set("certfile", options.certificate)
         .Set("user", options.user)
         .Set("password", options.password);
-    system.Save(folder + "/sys.xml");
+    // It holds the password.
+    WriteWholeFile(folder + "/sys.xml", system.Text(), kReadByOwner);
 }
 
 void WriteIdentity(const std::string &folder, const ConfigurationOptions &options) {
-    const NewDocument identity("snConfig");
+    const XmlBuilder identity("snConfig");
     identity.Root().Child("model").Set("model", options.model);
     identity.Root().Child("sn").Set("sn", options.serial);
-    identity.Save(folder + "/system/sn.xml");
+    WriteWholeFile(folder + "/system/sn.xml", identity.Text(), kReadByAll);
 }
 
 void WriteVersion(const std::string &folder, const ConfigurationOptions &options) {
     // The plug-in sends the first line as it stands, its line end included: there is none.
-    const std::string path = folder + "/version/main-version.conf";
-    fs::create_directories(fs::path(path).parent_path());
-    std::ofstream stream(path, std::ios::trunc);
-    stream << options.version;
-    if (!stream.flush()) {
-        throw std::runtime_error("cannot write " + path);
-    }
+    WriteWholeFile(folder + "/version/main-version.conf", options.version, kReadByAll);
 }
 
 void WriteForwarding(const std::string &folder, const Catalogue &devices) {
-    const NewDocument forwarding("Fwd_srv");
-    const Element channel = forwarding.Root().Child("Fwd_chan");
+    const XmlBuilder forwarding("Fwd_srv");
+    const XmlElement channel = forwarding.Root().Child("Fwd_chan");
     channel.Set("lnk_p", "MODBUS_TCP").Set("addr", kGeneratedForwardChannel);
-    const Element table = channel.Child("Fwd_tbl");
+    const XmlElement table = channel.Child("Fwd_tbl");
     for (const Device &device : devices) {
         for (const Point &point : device.points) {
             table.Child("pt")
@@ -146,7 +89,7 @@ void WriteForwarding(const std::string &folder, const Catalogue &devices) {
                 .Set("db_link", Hexadecimal(DataId(device, point)));
         }
     }
-    forwarding.Save(folder + "/forward_config.xml");
+    WriteWholeFile(folder + "/forward_config.xml", forwarding.Text(), kReadByAll);
 }
 
 struct TypeElement {
@@ -161,10 +104,10 @@ constexpr std::array<TypeElement, 5> kTypeElements = {{{PointType::kAnalogueInpu
                                                        {PointType::kAnalogueOutput, "AO"}}};
 
 void WritePoints(const std::string &path, const Device &device) {
-    const NewDocument points("DevConfig");
-    const Element property = points.Root().Child("NodeProperty");
+    const XmlBuilder points("DevConfig");
+    const XmlElement property = points.Root().Child("NodeProperty");
     for (const TypeElement &kind : kTypeElements) {
-        const Element list = property.Child(kind.name);
+        const XmlElement list = property.Child(kind.name);
         int count = 0;
         for (const Point &point : device.points) {
             if (point.type != kind.type) {
@@ -179,10 +122,10 @@ void WritePoints(const std::string &path, const Device &device) {
         }
         list.Set("Num", count);
     }
-    points.Save(path);
+    WriteWholeFile(path, points.Text(), kReadByAll);
 }
 
-void WriteDevice(const Element &channel, const Device &device) {
+void WriteDevice(const XmlElement &channel, const Device &device) {
     channel.Child("Dev")
         .Set("DeviceName", device.name)
         .Set("Name", std::string(kConfigFolder) + "/" + PointFileName(device))
@@ -197,15 +140,15 @@ void WriteTemplate(const std::string &folder, const Catalogue &devices) {
     for (const Device &device : devices) {
         channels[device.channel].push_back(&device);
     }
-    const NewDocument channelTemplate("ChannelConfig");
+    const XmlBuilder channelTemplate("ChannelConfig");
     for (const auto &[number, members] : channels) {
-        const Element channel = channelTemplate.Root().Child("Channel");
+        const XmlElement channel = channelTemplate.Root().Child("Channel");
         channel.Set("No", number);
         for (const Device *device : members) {
             WriteDevice(channel, *device);
         }
     }
-    channelTemplate.Save(folder + "/Channel-template.xml");
+    WriteWholeFile(folder + "/Channel-template.xml", channelTemplate.Text(), kReadByAll);
 }
 
 void WritePointFiles(const std::string &folder, const Catalogue &devices) {
@@ -217,45 +160,8 @@ void WritePointFiles(const std::string &folder, const Catalogue &devices) {
             throw std::runtime_error("device '" + device.name +
                                      "' needs a name whose point file is free: " + name);
         }
-        WritePoints(folder + "/" + name, device);
+        WritePoints(std::string(folder).append("/").append(name), device);
     }
-}
-
-/// Letters, digits and what else goes through a URL as it stands.
-bool IsPlain(const std::string &text, const std::string &others) {
-    return std::all_of(text.begin(), text.end(), [&others](unsigned char letter) {
-        return (letter < 0x80 && std::isalnum(letter) != 0) ||
-               others.find(static_cast<char>(letter)) != std::string::npos;
-    });
-}
-
-void Require(bool good, const std::string &rule) {
-    if (!good) {
-        throw std::runtime_error(rule);
-    }
-}
-
-/// What the plug-in would cut, or could not make a URL of.
-void CheckOptions(const ConfigurationOptions &options) {
-    const std::string &server = options.server;
-    const std::string &prefix = options.prefix;
-    const std::string &serial = options.serial;
-    Require(!serial.empty() && serial.size() <= kLongestSerial && IsPlain(serial, "-._~"),
-            "a serial number has 1 to 18 letters, digits, \"-\", \".\", \"_\" and \"~\"");
-    Require(!server.empty() && server.size() <= kLongestAddress && IsPlain(server, "-._:[]"),
-            "the server is a name or an address of 1 to 62 characters, without scheme and port");
-    Require(prefix.empty() || (prefix.front() == '/' && prefix.back() != '/' &&
-                               prefix.size() <= kLongestAddress && IsPlain(prefix, "-._~/")),
-            "the prefix is empty, or begins with \"/\", does not end with it and has at most 62 "
-            "characters");
-    const std::string url =
-        "https://" + server + ":" + std::to_string(options.port) + prefix + "/alarmdata/" + serial;
-    Require(url.size() <= kLongestUrl,
-            "server, prefix and serial number make a URL longer than 126 characters");
-    Require(options.certificate.size() <= kLongestCertificate,
-            "the certificate's path has at most 126 characters");
-    Require(options.user.size() <= kLongestAddress && options.password.size() <= kLongestAddress,
-            "user and password have at most 62 characters");
 }
 
 }  // namespace
@@ -270,9 +176,32 @@ std::string PointFileName(const Device &device) {
     return name + ".xml";
 }
 
+std::string KeepConfiguration(const std::string &root, std::time_t now) {
+    const std::string folder = root + kConfigFolder;
+    if (!HasConfiguration(root)) {
+        return "";
+    }
+    std::tm local{};
+    char suffix[32] = ".old";
+    if (localtime_r(&now, &local) != nullptr) {
+        static_cast<void>(std::strftime(suffix, sizeof suffix, ".old-%Y%m%d-%H%M%S", &local));
+    }
+    std::string kept = folder + suffix;
+    fs::copy(folder, kept, fs::copy_options::recursive | fs::copy_options::overwrite_existing);
+    return kept;
+}
+
+bool HasConfiguration(const std::string &root) {
+    const auto exists = [&root](const char *name) {
+        return fs::exists(root + kConfigFolder + name);
+    };
+    return exists("/sys.xml") || exists("/system/sn.xml") || exists("/Channel-template.xml");
+}
+
 void WriteConfiguration(const std::string &root, const ConfigurationOptions &options,
                         const Catalogue &devices) {
     CheckOptions(options);
+    CheckDevices(options, devices);
     const std::string folder = root + kConfigFolder;
     WriteSystem(folder, options);
     WriteVersion(folder, options);
@@ -280,6 +209,10 @@ void WriteConfiguration(const std::string &root, const ConfigurationOptions &opt
     WriteForwarding(folder, devices);
     WritePointFiles(folder, devices);
     WriteTemplate(folder, devices);
+    const FileDescriptor disk(open(folder.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!disk || syncfs(disk.Get()) != 0) {
+        throw std::system_error(errno, std::generic_category(), folder);
+    }
 }
 
 }  // namespace corvenna::gateway

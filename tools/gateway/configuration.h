@@ -1,5 +1,6 @@
 #pragma once
 
+#include <ctime>
 #include <string>
 
 #include "tools/gateway/catalogue.h"
@@ -28,6 +29,11 @@ struct ConfigurationOptions {
     std::string version = "1.0.0";
     std::string name = "Corvenna gateway";
     std::string station = "Corvenna station";
+    std::string address = "Address";
+    std::string owner = "Owner";
+    std::string room = "Room 1";
+    std::string longitude = "0.000";
+    std::string latitude = "0.000";
 };
 
 /// The one forwarding channel of a generated configuration, which shows every point.
@@ -39,10 +45,17 @@ constexpr const char *kConfigFolder = "/quorvane/Config";
 /// A device's name as the name of its point file: letters, digits, "-" and "_".
 std::string PointFileName(const Device &device);
 
+/// Whether there is a configuration below the root already.
+bool HasConfiguration(const std::string &root);
+
+/// Copies a configuration that is there to a folder beside it, which is named by the time.
+/// @return the folder, empty when there was nothing to keep.
+std::string KeepConfiguration(const std::string &root, std::time_t now);
+
 /// Writes everything that the plug-in loads at its start into <root>/quorvane/Config, over what is
 /// there. Throws std::runtime_error when something cannot be written, or when the plug-in could not
-/// hold it (texts that it would cut or that no URL or XML file takes, two devices with one point
-/// file).
+/// use it (see configuration_rules.h; two devices with one point file). sys.xml, which holds the
+/// password, is its owner's alone.
 void WriteConfiguration(const std::string &root, const ConfigurationOptions &options,
                         const Catalogue &devices);
 

@@ -1,21 +1,15 @@
 #pragma once
 
-#include <atomic>
-#include <condition_variable>
 #include <memory>
-#include <mutex>
-#include <set>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "tools/gateway/history.h"
-#include "tools/gateway/periodic.h"
-#include "tools/gateway/plugin.h"
-#include "tools/gateway/report.h"
-#include "tools/gateway/source.h"
-#include "tools/gateway/spool.h"
-#include "tools/gateway/thresholds.h"
+#include "tools/gateway/loaded.h"
+#include "tools/gateway/pace.h"
+#include "tools/gateway/production_queue.h"
+#include "tools/gateway/recalls.h"
+#include "tools/gateway/sampler.h"
 
 namespace corvenna::gateway {
 
@@ -31,19 +25,17 @@ public:
         std::uint64_t spoolBytes = 64ULL * 1024 * 1024;
         std::chrono::seconds spoolAge = std::chrono::hours(24 * 30);
         std::chrono::seconds historyAge = std::chrono::hours(24 * 90);
+        bool newestFirst = false;  ///< while catching up
     };
 
-    /// Loads the plug-in's configuration and opens history and spool. Throws std::runtime_error
-    /// when one of them cannot be used. All arguments are borrowed.
-    Gateway(Plugin &plugin, Source &source, const std::vector<Threshold> &thresholds,
-            Options options, Report &report);
+    /// Opens history and spool. Throws std::runtime_error when one of them cannot be used. Plug-in,
+    /// source and report are borrowed.
+    Gateway(Plugin &plugin, Loaded loaded, MatchedSource &source,
+            const std::vector<Threshold> &thresholds, Options options, Report &report);
     /// Stops and waits for what is under way, a download included.
     ~Gateway();
     Gateway(const Gateway &) = delete;
     Gateway &operator=(const Gateway &) = delete;
-
-    /// Whether the settings have the cloud service switched off. Then there is nothing to do.
-    bool IsSwitchedOff() const;
 
     /// Starts the five intervals, each on a thread of its own, and the one that produces.
     void Start();
@@ -56,8 +48,8 @@ public:
     StatusFacts Status() const;
 
 private:
-    void LearnConfiguration();
-    void CheckPaths() const;
+    static constexpr std::size_t kBacklogToTell = 3;
+
     void StartInterval(std::int32_t seconds, void (Gateway::*task)(), bool atOnce);
     void Try(void (Gateway::*task)());
 
@@ -68,59 +60,30 @@ private:
     void CheckFailed();
     void CheckRecalls();
 
-    bool StoreSample(std::time_t now);
-    void Enqueue(std::time_t time);
-    void QueueUnproduced();
-    std::optional<std::time_t> FirstQueued();
-    void ProduceQueued();
-    void RunProducer();
-    void ProduceMissing(Kind kind, std::time_t time);
-    void ProduceAnew(Kind kind, std::time_t time);
-    void Produce(Kind kind, std::time_t time);
-    void ProduceAlarms();
-    std::optional<std::string> ProduceInto(const std::string &folder, Kind kind, std::time_t time);
-    bool IsSendable(const std::string &path) const;
-
     void Register();
-    bool MaySendAtOnce() const;
-    void SendNow(Kind kind, std::time_t time);
-    bool Send(const Spool::File &file);
-    bool SendClaimed(const Spool::File &file);
-    void ReplaceUnsendable(const Spool::File &file);
-    bool Upload(Kind kind, const std::string &path);
-    void WatchDownload();
-    void DropExcess();
-
-    void Serve(const Range &range);
-    bool SendRange(const Range &range, std::time_t next);
-    bool SendRestOf(const Range &range, std::time_t next);
-    bool SendMissedOf(const Range &range);
-    bool SendAgain(std::time_t time);
-    void ForgetAbandonedRanges(const std::vector<Range> &asked);
+    void QueueUnproduced();
+    void ProduceQueued();
+    void RunProduction();
+    void ProduceAlarms();
+    void TellWhetherItKeepsUp();
+    void TellBacklog();
 
     Plugin &plugin_;
-    Source &source_;
     const Options options_;
     Report &report_;
-    Counters &counters_;
-    Interval_info intervals_{};
-    Plugin::Settings settings_;
-    MAP_CHANNEL_POINT configured_;
-    std::unique_ptr<History> history_;
-    std::unique_ptr<Spool> spool_;
-    Thresholds thresholds_;
-    std::atomic<std::size_t> activeAlarms_{0};
-    std::atomic<bool> inDoubt_{false};       // something failed since the last success
-    std::atomic<bool> serverIsAway_{false};  // it did not even take the registration
-    std::mutex producing_[2];                // by kind: one producer in its work folder
-
+    const Loaded loaded_;
+    History history_;
+    Spool spool_;
+    const Pace pace_;
+    std::size_t toldBacklog_ = kBacklogToTell;  // samples; of the check of failed transfers
     StopSignal stop_;
-    std::mutex queueMutex_;
-    std::condition_variable queueCondition_;
-    std::set<std::time_t> queue_;  // samples that have no file yet
-    bool queueStopped_ = false;
+    ProductionQueue queue_;
+    Sampler sampler_;
+    Producer producer_;
+    Sender sender_;
+    Recalls recalls_;
     std::vector<std::unique_ptr<Periodic>> intervalThreads_;
-    std::thread producer_;
+    std::thread production_;
 };
 
 }  // namespace corvenna::gateway

@@ -1,5 +1,9 @@
 #include "tools/gateway/history.h"
 
+#include <sqlite3.h>
+
+#include <stdexcept>
+
 namespace corvenna::gateway {
 
 namespace {
@@ -7,7 +11,8 @@ namespace {
 constexpr const char *kTables = R"(
 CREATE TABLE IF NOT EXISTS sample (
     time  INTEGER PRIMARY KEY,
-    state INTEGER NOT NULL
+    state INTEGER NOT NULL,
+    lived INTEGER NOT NULL DEFAULT 0
 );
 CREATE INDEX IF NOT EXISTS waiting_sample ON sample (time) WHERE state = 0;
 CREATE TABLE IF NOT EXISTS reading (
@@ -15,6 +20,12 @@ CREATE TABLE IF NOT EXISTS reading (
     point INTEGER NOT NULL,
     value REAL,
     PRIMARY KEY (time, point)
+) WITHOUT ROWID;
+CREATE TABLE IF NOT EXISTS other_reading (
+    time  INTEGER NOT NULL,
+    name  TEXT NOT NULL,
+    value REAL,
+    PRIMARY KEY (time, name)
 ) WITHOUT ROWID;
 CREATE TABLE IF NOT EXISTS alarm (
     id        INTEGER PRIMARY KEY,
@@ -30,8 +41,14 @@ CREATE INDEX IF NOT EXISTS alarm_of_batch ON alarm (batch);
 CREATE INDEX IF NOT EXISTS alarm_of_point ON alarm (point, type);
 CREATE TABLE IF NOT EXISTS batch (
     time  INTEGER PRIMARY KEY,
-    state INTEGER NOT NULL
+    state INTEGER NOT NULL,
+    lived INTEGER NOT NULL DEFAULT 0
 );
+CREATE TABLE IF NOT EXISTS life (
+    id      INTEGER PRIMARY KEY CHECK (id = 0),
+    seconds INTEGER NOT NULL
+);
+INSERT OR IGNORE INTO life (id, seconds) VALUES (0, 0);
 CREATE TABLE IF NOT EXISTS served (
     start INTEGER NOT NULL,
     stop  INTEGER NOT NULL,
@@ -46,19 +63,27 @@ CREATE TABLE IF NOT EXISTS missed (
 ) WITHOUT ROWID;
 )";
 
+// Of tables that were made before samples had an age.
+constexpr const char *kIndexes = R"(
+CREATE INDEX IF NOT EXISTS age_of_waiting_sample ON sample (lived) WHERE state = 0;
+CREATE INDEX IF NOT EXISTS age_of_waiting_batch ON batch (lived) WHERE state = 0;
+)";
+
 struct KindSql {
-    const char *waiting, *isWaiting, *countWaiting, *setState, *count;
+    const char *waiting, *isWaiting, *countWaiting, *setState, *count, *expired;
 };
 
 constexpr KindSql kSql[] = {
     {"SELECT time FROM sample WHERE state = 0 ORDER BY time",
      "SELECT 1 FROM sample WHERE time = ? AND state = 0",
      "SELECT count(*) FROM sample WHERE state = 0", "UPDATE sample SET state = ? WHERE time = ?",
-     "SELECT count(*) FROM sample WHERE state = ?"},
+     "SELECT count(*) FROM sample WHERE state = ?",
+     "SELECT time FROM sample WHERE state = 0 AND lived < ? ORDER BY lived"},
     {"SELECT time FROM batch WHERE state = 0 ORDER BY time",
      "SELECT 1 FROM batch WHERE time = ? AND state = 0",
      "SELECT count(*) FROM batch WHERE state = 0", "UPDATE batch SET state = ? WHERE time = ?",
-     "SELECT count(*) FROM batch WHERE state = ?"},
+     "SELECT count(*) FROM batch WHERE state = ?",
+     "SELECT time FROM batch WHERE state = 0 AND lived < ? ORDER BY lived"},
 };
 
 const KindSql &Sql(Kind kind) {
@@ -91,6 +116,15 @@ void InsertReadings(SQLite::Database &database, std::time_t time, const Values &
     }
 }
 
+void InsertOthers(SQLite::Database &database, std::time_t time,
+                  const std::map<std::string, double> &others) {
+    SQLite::Statement insert(database,
+                             "INSERT INTO other_reading (time, name, value) VALUES (?, ?, ?)");
+    for (const auto &[name, value] : others) {
+        Run(insert, std::int64_t{time}, name, value);
+    }
+}
+
 void InsertAlarms(SQLite::Database &database, const std::vector<Alarm> &alarms) {
     SQLite::Statement insert(
         database,
@@ -101,21 +135,76 @@ void InsertAlarms(SQLite::Database &database, const std::vector<Alarm> &alarms) 
     }
 }
 
-}  // namespace
-
-History::History(const std::string &path) : database_(OpenDatabase(path)) {
-    database_.exec(kTables);
+/// A table made by an earlier version gets the column that it lacks.
+void AddAge(SQLite::Database &database, const std::string &table) {
+    const std::string has = "SELECT 1 FROM pragma_table_info('" + table + "') WHERE name = 'lived'";
+    if (!Exists(database, has.c_str())) {
+        database.exec("ALTER TABLE " + table + " ADD COLUMN lived INTEGER NOT NULL DEFAULT 0");
+    }
 }
 
-bool History::AddSample(std::time_t time, const Values &values, const std::vector<Alarm> &alarms) {
+std::string ExplainTrouble(const std::string &path, const std::exception &error) {
+    const auto *trouble = dynamic_cast<const SQLite::Exception *>(&error);
+    if (trouble == nullptr) {
+        return error.what();
+    }
+    switch (trouble->getErrorCode()) {
+        case SQLITE_CORRUPT:
+        case SQLITE_NOTADB:
+            return path + " is damaged (" + error.what() + "). Stop the gateway and move " + path +
+                   "* aside: it starts with a new one, sends what is in the spool, and the old "
+                   "one can be read with \"sqlite3 FILE .recover\"";
+        case SQLITE_FULL:
+            return path + " has no room: " + error.what();
+        default:
+            return path + ": " + error.what();
+    }
+}
+
+SQLite::Database Open(const std::string &path) {
+    try {
+        SQLite::Database database = OpenDatabase(path);
+        database.exec(kTables);
+        AddAge(database, "sample");
+        AddAge(database, "batch");
+        database.exec(kIndexes);
+        return database;
+    } catch (const SQLite::Exception &error) {
+        throw std::runtime_error(ExplainTrouble(path, error));
+    }
+}
+
+}  // namespace
+
+History::History(const std::string &path, std::function<Clock::time_point()> now)
+    : path_(path), now_(std::move(now)), opened_(now_()), database_(Open(path)) {
+    SQLite::Statement row(database_, "SELECT seconds FROM life");
+    livedBefore_ = std::chrono::seconds(row.executeStep() ? row.getColumn(0).getInt64() : 0);
+}
+
+std::string History::Explain(const std::exception &error) const {
+    return ExplainTrouble(path_, error);
+}
+
+std::int64_t History::Lived() const {
+    return std::chrono::duration_cast<std::chrono::seconds>(livedBefore_ + (now_() - opened_))
+        .count();
+}
+
+bool History::AddSample(std::time_t time, const Values &values, const std::vector<Alarm> &alarms,
+                        const std::map<std::string, double> &others) {
     const std::lock_guard lock(mutex_);
     auto transaction = Begin(database_);
-    const int added = Run(database_, "INSERT OR IGNORE INTO sample (time, state) VALUES (?, 0)",
-                          std::int64_t{time});
+    const std::int64_t lived = Lived();
+    const int added =
+        Run(database_, "INSERT OR IGNORE INTO sample (time, state, lived) VALUES (?, 0, ?)",
+            std::int64_t{time}, lived);
     if (added == 0) {
         return false;
     }
+    Run(database_, "UPDATE life SET seconds = ?", lived);
     InsertReadings(database_, time, values);
+    InsertOthers(database_, time, others);
     InsertAlarms(database_, alarms);
     transaction.commit();
     return true;
@@ -150,6 +239,14 @@ std::vector<std::time_t> History::SamplesBetween(std::time_t start, std::time_t 
     return Times(std::move(rows));
 }
 
+std::int64_t History::CountBetween(std::time_t start, std::time_t end) const {
+    const std::lock_guard lock(mutex_);
+    SQLite::Statement row =
+        Query(database_, "SELECT count(*) FROM sample WHERE time BETWEEN ? AND ?",
+              std::int64_t{start}, std::int64_t{end});
+    return row.executeStep() ? row.getColumn(0).getInt64() : 0;
+}
+
 std::optional<std::time_t> History::MakeAlarmBatch(std::time_t time) {
     const std::lock_guard lock(mutex_);
     if (!Exists(database_, "SELECT 1 FROM alarm WHERE batch IS NULL")) {
@@ -159,7 +256,8 @@ std::optional<std::time_t> History::MakeAlarmBatch(std::time_t time) {
     while (Exists(database_, "SELECT 1 FROM batch WHERE time = ?", std::int64_t{time})) {
         ++time;
     }
-    Run(database_, "INSERT INTO batch (time, state) VALUES (?, 0)", std::int64_t{time});
+    Run(database_, "INSERT INTO batch (time, state, lived) VALUES (?, 0, ?)", std::int64_t{time},
+        Lived());
     Run(database_, "UPDATE alarm SET batch = ? WHERE batch IS NULL", std::int64_t{time});
     transaction.commit();
     return time;
@@ -274,15 +372,24 @@ std::vector<Range> History::RangesBegun() const {
     return ranges;
 }
 
-int History::Prune(std::time_t before) {
+std::vector<std::time_t> History::Expired(Kind kind, std::chrono::seconds age) const {
+    const std::lock_guard lock(mutex_);
+    return Times(Query(database_, Sql(kind).expired, Lived() - std::int64_t{age.count()}));
+}
+
+int History::Prune(std::chrono::seconds age) {
     const std::lock_guard lock(mutex_);
     auto transaction = Begin(database_);
-    const auto run = [&](const char *sql) { return Run(database_, sql, std::int64_t{before}); };
-    run("DELETE FROM reading WHERE time IN (SELECT time FROM sample WHERE time < ? AND state <> "
+    const std::int64_t before = Lived() - std::int64_t{age.count()};
+    const auto run = [&](const char *sql) { return Run(database_, sql, before); };
+    run("DELETE FROM reading WHERE time IN (SELECT time FROM sample WHERE lived < ? AND state <> "
         "0)");
-    const int pruned = run("DELETE FROM sample WHERE time < ? AND state <> 0");
-    run("DELETE FROM alarm WHERE batch IN (SELECT time FROM batch WHERE time < ? AND state <> 0)");
-    run("DELETE FROM batch WHERE time < ? AND state <> 0");
+    run("DELETE FROM other_reading WHERE time IN (SELECT time FROM sample WHERE lived < ? AND "
+        "state "
+        "<> 0)");
+    const int pruned = run("DELETE FROM sample WHERE lived < ? AND state <> 0");
+    run("DELETE FROM alarm WHERE batch IN (SELECT time FROM batch WHERE lived < ? AND state <> 0)");
+    run("DELETE FROM batch WHERE lived < ? AND state <> 0");
     transaction.commit();
     return pruned;
 }

@@ -1,7 +1,11 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <ctime>
+#include <exception>
+#include <functional>
+#include <map>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -25,6 +29,9 @@ enum class State {
     kDropped = 2,  ///< given up because the spool was full or it grew too old; can be recalled
 };
 
+/// Times that a change of the time of day leaves alone.
+using Clock = std::chrono::steady_clock;
+
 using Alarm = Alarm_Data_Para;
 using Range = recall_time_para;
 
@@ -33,17 +40,26 @@ using Range = recall_time_para;
 /// std::runtime_error.
 class History {
 public:
-    explicit History(const std::string &path);
+    /// Throws std::runtime_error, with the way out, when the file cannot be used.
+    /// @param now a clock that does not jump.
+    explicit History(const std::string &path, std::function<Clock::time_point()> now = Clock::now);
+
+    /// A failure of a call in words that name the file and, if it is damaged, the way out.
+    std::string Explain(const std::exception &error) const;
 
     /// Stores a sample together with the alarms that it raised, or nothing of both.
     /// @return false when there is a sample of that second already; then nothing is stored.
-    bool AddSample(std::time_t time, const Values &values, const std::vector<Alarm> &alarms);
+    /// @param others values of points that are not configured, by their names.
+    bool AddSample(std::time_t time, const Values &values, const std::vector<Alarm> &alarms,
+                   const std::map<std::string, double> &others = {});
 
     /// The values of a sample; nothing when there is none.
     std::optional<Values> Sample(std::time_t time) const;
     bool HasSample(std::time_t time) const;
     /// Times of at most `limit` samples from `start` to `end`, both included, oldest first.
     std::vector<std::time_t> SamplesBetween(std::time_t start, std::time_t end, int limit) const;
+
+    std::int64_t CountBetween(std::time_t start, std::time_t end) const;
 
     /// Puts the alarms that are in no batch yet into one named `time`, or into the first later
     /// second that names no batch. @return its name; nothing when there is no such alarm.
@@ -74,11 +90,22 @@ public:
     /// All ranges whose serving has begun.
     std::vector<Range> RangesBegun() const;
 
-    /// Removes samples and alarms older than `before`, except those that are waiting.
+    // Age is the time that gateways have been at work on this history since something was sampled.
+    // The time of day has no part in it: when it jumps, nothing becomes old.
+
+    /// What is waiting and older than `age`, oldest first.
+    std::vector<std::time_t> Expired(Kind kind, std::chrono::seconds age) const;
+    /// Removes samples and alarms older than `age`, except those that are waiting.
     /// @return how many samples were removed.
-    int Prune(std::time_t before);
+    int Prune(std::chrono::seconds age);
 
 private:
+    std::int64_t Lived() const;
+
+    const std::string path_;
+    const std::function<Clock::time_point()> now_;
+    const Clock::time_point opened_;
+    std::chrono::seconds livedBefore_{0};
     mutable std::mutex mutex_;
     mutable SQLite::Database database_;
 };

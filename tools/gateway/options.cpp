@@ -17,21 +17,36 @@ namespace corvenna::gateway {
 namespace {
 
 constexpr int kBadCommandLine = 2;
-constexpr int kDefaultSpoolDays = 30;
-constexpr int kDefaultHistoryDays = 90;
 constexpr int kMostWaveChannels = 100;
 constexpr int kMostWavePoints = 1000;
 constexpr std::int64_t kHoursADay = 24;
+constexpr std::uint64_t kMebibyte = 1ULL << 20U;
 
 constexpr const char *kDescription =
     "A host for the cloud forwarding plug-in: samples values, hands them to the plug-in, sends "
     "what "
     "it produced, and keeps what could not be sent.";
 
+int DaysOf(std::chrono::seconds time) {
+    return static_cast<int>(time / std::chrono::hours(kHoursADay));
+}
+
+/// The units in which people give limits; the limits themselves, and what they are when nothing is
+/// said, are the gateway's.
 struct Numbers {
-    int spoolMebibytes = 64;
-    int spoolDays = kDefaultSpoolDays;
-    int historyDays = kDefaultHistoryDays;
+    explicit Numbers(const Gateway::Options &options)
+        : spoolMebibytes(static_cast<int>(options.spoolBytes / kMebibyte)),
+          spoolDays(DaysOf(options.spoolAge)),
+          historyDays(DaysOf(options.historyAge)) {}
+    void Store(Gateway::Options &options) const {
+        options.spoolBytes = static_cast<std::uint64_t>(spoolMebibytes) * kMebibyte;
+        options.spoolAge = std::chrono::hours(spoolDays * kHoursADay);
+        options.historyAge = std::chrono::hours(historyDays * kHoursADay);
+    }
+
+    int spoolMebibytes;
+    int spoolDays;
+    int historyDays;
 };
 
 /// A range alone lets "nan" pass.
@@ -46,6 +61,10 @@ void AddSourceOptions(CLI::App &app, CommandLine &line) {
            "of recorded values")
         ->capture_default_str();
     app.add_option("--wave-size", line.waveSize, "CHANNELSxDEVICESxWAVES of the source 'wave'")
+        ->capture_default_str();
+    app.add_option("--file-system", line.fileSystem,
+                   "A folder on the file system that 'self' shows as the root's")
+        ->check(CLI::ExistingDirectory)
         ->capture_default_str();
 }
 
@@ -63,7 +82,11 @@ void AddConfigureOptions(CLI::App &app, CommandLine &line) {
     app.add_flag("--https", to.https, "Speak HTTPS");
     app.add_option("--certificate", to.certificate, "CA certificate file for HTTPS");
     app.add_option("--user", to.user, "User name for HTTPS");
-    app.add_option("--password", to.password, "Password for HTTPS");
+    app.add_option("--password", to.password,
+                   "Password for HTTPS; everybody on this machine can see it here")
+        ->envname("CORVENNA_PASSWORD");
+    app.add_option("--password-file", line.passwordFile,
+                   "File whose first line is the password; goes before the other two");
     app.add_option("--real-data", to.realDataInterval, "Interval in seconds (at least 60)")
         ->check(interval)
         ->capture_default_str();
@@ -90,6 +113,13 @@ void AddConfigureOptions(CLI::App &app, CommandLine &line) {
         ->capture_default_str();
     app.add_option("--name", to.name, "Name of the gateway")->capture_default_str();
     app.add_option("--station", to.station, "Name of the station")->capture_default_str();
+    app.add_option("--address", to.address, "Where the gateway stands")->capture_default_str();
+    app.add_option("--owner", to.owner, "Who owns it")->capture_default_str();
+    app.add_option("--room", to.room, "The room it is in")->capture_default_str();
+    app.add_option("--position", line.position,
+                   "LONGITUDE,LATITUDE in degrees, as in 8.547,47.378");
+    app.add_flag("--force", line.force,
+                 "Write over a configuration that is there; it is kept beside the new one");
 }
 
 void AddRunOptions(CLI::App &app, CommandLine &line, Numbers &numbers) {
@@ -112,9 +142,15 @@ void AddRunOptions(CLI::App &app, CommandLine &line, Numbers &numbers) {
     app.add_option("--history-days", numbers.historyDays, "Days that samples can be recalled")
         ->check(CLI::Range(1, 10000))
         ->capture_default_str();
+    app.add_flag("--newest-first", line.gateway.newestFirst,
+                 "Produce and send the newest first while several samples wait");
     app.add_option("--status", line.status, "'table' on a terminal, or 'lines'")
         ->check(CLI::IsMember({"auto", "table", "lines"}))
         ->capture_default_str();
+    app.add_flag("--allow-missing", line.allowMissing,
+                 "Run although source and configuration differ: points without a source are sent "
+                 "as not read, columns without a point stay in the history");
+    app.add_flag("--verbose", line.verbose, "Repeat everything that the plug-in logs");
     app.add_flag("--once", line.once,
                  "One cycle of everything; the exit code is 0 when nothing is left waiting");
 }
@@ -124,7 +160,6 @@ bool ReadWaveSize(const std::string &text, WaveSource::Size &size) {
     unsigned devices = 0;
     unsigned waves = 0;
     char rest = 0;
-    // NOLINTNEXTLINE(cert-err34-c): out of range numbers are caught below
     const int read = std::sscanf(text.c_str(), "%4ux%4ux%4u%c", &channels, &devices, &waves, &rest);
     const auto within = [](unsigned number, int most) {
         return number >= 1 && number <= static_cast<unsigned>(most);
@@ -138,10 +173,53 @@ bool ReadWaveSize(const std::string &text, WaveSource::Size &size) {
     return true;
 }
 
+/// Throws std::runtime_error when the file has no first line.
+std::string ReadPassword(const std::string &path) {
+    std::ifstream stream(path);
+    std::string line;
+    if (!std::getline(stream, line)) {
+        throw std::runtime_error("--password-file: " + path +
+                                 " has no first line that can be read");
+    }
+    if (!line.empty() && line.back() == '\r') {
+        line.pop_back();
+    }
+    return line;
+}
+
+bool IsDegrees(const std::string &text, double most) {
+    char *end = nullptr;
+    const double value = std::strtod(text.c_str(), &end);
+    return !text.empty() && text.find_first_not_of("+-.0123456789") == std::string::npos &&
+           *end == '\0' && std::fabs(value) <= most;
+}
+
+void TakePosition(const std::string &position, ConfigurationOptions &to) {
+    const auto comma = position.find(',');
+    const std::string longitude = position.substr(0, comma);
+    const std::string latitude = comma == std::string::npos ? "" : position.substr(comma + 1);
+    if (!IsDegrees(longitude, 180) || !IsDegrees(latitude, 90)) {
+        throw std::runtime_error("--position is LONGITUDE,LATITUDE in degrees, as in 8.547,47.378");
+    }
+    to.longitude = longitude;
+    to.latitude = latitude;
+}
+
 }  // namespace
 
+ConfigurationOptions MakeConfiguration(const CommandLine &line) {
+    ConfigurationOptions options = line.configuration;
+    if (!line.passwordFile.empty()) {
+        options.password = ReadPassword(line.passwordFile);
+    }
+    if (!line.position.empty()) {
+        TakePosition(line.position, options);
+    }
+    return options;
+}
+
 bool ParseCommandLine(int count, const char *const *arguments, CommandLine &line, int &exitCode) {
-    Numbers numbers;
+    Numbers numbers(line.gateway);
     CLI::App app(kDescription, "corvenna-gateway");
     app.require_subcommand(1);
     app.set_version_flag("--version", CORVENNA_VERSION);
@@ -160,15 +238,13 @@ bool ParseCommandLine(int count, const char *const *arguments, CommandLine &line
     }
     line.command =
         configure.parsed() ? CommandLine::Command::kConfigure : CommandLine::Command::kRun;
-    line.gateway.spoolBytes = static_cast<std::uint64_t>(numbers.spoolMebibytes) * 1024 * 1024;
-    line.gateway.spoolAge = std::chrono::hours(numbers.spoolDays * kHoursADay);
-    line.gateway.historyAge = std::chrono::hours(numbers.historyDays * kHoursADay);
+    numbers.Store(line.gateway);
     return true;
 }
 
 std::unique_ptr<Source> MakeSource(const CommandLine &line) {
     if (line.source == "self") {
-        return std::make_unique<SelfSource>();
+        return std::make_unique<SelfSource>("", line.fileSystem);
     }
     if (line.source == "wave") {
         WaveSource::Size size{};
@@ -181,7 +257,7 @@ std::unique_ptr<Source> MakeSource(const CommandLine &line) {
     if (!stream.is_open()) {
         throw std::runtime_error("cannot open " + line.source);
     }
-    return std::make_unique<CsvSource>(stream);
+    return std::make_unique<CsvSource>(stream, line.source);
 }
 
 std::vector<Threshold> MakeThresholds(const CommandLine &line, const Catalogue &devices) {

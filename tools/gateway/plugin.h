@@ -1,17 +1,16 @@
 #pragma once
 
-#include <optional>
 #include <string>
 #include <vector>
 
 #include "plugin/plugin.h"
 #include "tools/gateway/catalogue.h"
+#include "tools/gateway/exchange.h"
 
 namespace corvenna::gateway {
 
-/// What the host asks the plug-in to do. Results are those of the entry points, except that
-/// production tells whether a file came out of it. Calls may come from several threads, but only
-/// one at a time may check recalls.
+/// What the host asks the plug-in to do. Beside the results of the entry points it tells why
+/// something failed. Calls may come from several threads, but only one at a time may check recalls.
 class Plugin {
 public:
     virtual ~Plugin() = default;
@@ -19,8 +18,11 @@ public:
     /// The settings that a host has to know, as the plug-in has loaded them.
     struct Settings {
         std::string serial;
-        std::string address;  ///< of the server, as in a URL: "https://host:port/prefix"
-        std::string format;   ///< the word that a file's path must hold to be sent
+        std::string address;             ///< of the server, as in a URL: "https://host:port/prefix"
+        std::string format;              ///< the word that a file's path must hold to be sent
+        int forwardChannel = 0;          ///< whose table is sent; 0: every point under its own name
+        std::size_t devices = 0;         ///< of which the server is told
+        std::size_t pausedChannels = 0;  ///< at which production pauses
     };
 
     /// Loads the configuration. @return whether the plug-in can be used; the others may be called
@@ -29,18 +31,17 @@ public:
     virtual Settings GetSettings() = 0;
     /// The points of which every sample must have a value.
     virtual MAP_CHANNEL_POINT ConfiguredPoints() = 0;
+    virtual MAP_DEV_ATTR ConfiguredDevices() = 0;
 
-    virtual bool PrePost() = 0;
+    virtual Exchange PrePost() = 0;
     virtual void SyncHeartBeat() = 0;
-    /// @return the produced file's path, nothing when none was produced.
-    virtual std::optional<std::string> CreateRealDataFile(Values &values, std::string folder,
-                                                          std::time_t time) = 0;
-    virtual std::optional<std::string> CreateAlarmDataFile(std::vector<Alarm_Data_Para> &alarms,
-                                                           std::string folder) = 0;
-    virtual bool UploadRealDataFile(std::string path) = 0;
-    virtual bool UploadAlarmDataFile(const std::string &path) = 0;
-    virtual bool CheckRecall(std::vector<recall_time_para> &ranges) = 0;
-    virtual bool DeleteRecall(recall_time_para range) = 0;
+    virtual Production CreateRealDataFile(Values &values, std::string folder, std::time_t time) = 0;
+    virtual Production CreateAlarmDataFile(std::vector<Alarm_Data_Para> &alarms,
+                                           std::string folder) = 0;
+    virtual Exchange UploadRealDataFile(std::string path) = 0;
+    virtual Exchange UploadAlarmDataFile(const std::string &path) = 0;
+    virtual Exchange CheckRecall(std::vector<recall_time_para> &ranges) = 0;
+    virtual Exchange DeleteRecall(recall_time_para range) = 0;
     /// Whether files that the server offers are being fetched right now.
     virtual bool IsDownloading() = 0;
 };

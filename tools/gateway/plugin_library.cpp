@@ -6,6 +6,7 @@
 
 #include "config/sn_set.h"
 #include "config/sys_set.h"
+#include "tools/gateway/plugin_echo.h"
 
 namespace corvenna::gateway {
 
@@ -16,6 +17,10 @@ constexpr const char *kGetPointTree =
     "_ZN11CChannelSet7GetAttrEPPSt3mapIhS0_IhS0_Ij15ST_POINTID_ATTRSt4lessIjESaISt4pairIKjS1_EEE"
     "S2_IhESaIS4_IKhS8_EEES9_SaIS4_ISA_SD_EEE";
 
+// CChannelSet::GetAttr(MAP_DEV_ATTR **).
+constexpr const char *kGetDevices =
+    "_ZN11CChannelSet7GetAttrEPPSt3mapIt11ST_DEV_ATTRSt4lessItESaISt4pairIKtS1_EEE";
+
 std::string ServerAddress(const ST_CLOUDSERVER_CONFIG_ATTR &cloud, bool https) {
     return std::string(https ? "https://" : "http://") + cloud.cloudip + ":" +
            std::to_string(cloud.port) + cloud.Dir;
@@ -23,8 +28,19 @@ std::string ServerAddress(const ST_CLOUDSERVER_CONFIG_ATTR &cloud, bool https) {
 
 /// The production calls tell by their list alone whether there is a file: a JSON document that was
 /// abandoned reports 0 like one that was written, and XML reports a number of bytes.
-std::optional<std::string> OnlyFile(const std::vector<std::string> &files) {
-    return files.empty() ? std::nullopt : std::optional<std::string>(files.front());
+template <class Call>
+Production Produce(Call call) {
+    const Listener listener;
+    std::vector<std::string> files;
+    call(files);
+    return {files.empty() ? "" : files.front(), ReadNote(listener.Messages())};
+}
+
+template <class Call>
+Exchange Ask(Call call) {
+    const Listener listener;
+    const bool succeeded = call() == 0;
+    return ReadExchange(succeeded, listener.Messages());
 }
 
 }  // namespace
@@ -41,11 +57,12 @@ void PluginLibrary::Resolve(Pointer &pointer, const char *name) {
 PluginLibrary::PluginLibrary(const std::string &path)
     : library_(dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL)) {
     if (library_ == nullptr) {
-        const char *reason = dlerror();  // NOLINT(concurrency-mt-unsafe): nothing else runs yet
+        const char *reason = dlerror();
         throw std::runtime_error(std::string("cannot open the plug-in: ") +
                                  (reason == nullptr ? path : reason));
     }
     Resolve(init_, "Init");
+    Resolve(logInit_, "log_init");
     Resolve(prePost_, "PrePost");
     Resolve(syncHeartBeat_, "SyncHeartBeat");
     Resolve(createRealDataFile_, "CreateRealDataFile");
@@ -59,17 +76,22 @@ PluginLibrary::PluginLibrary(const std::string &path)
     Resolve(getSnSet_, "GetCsnSetInstance");
     Resolve(getChannelSet_, "GetCChannelSetInstance");
     Resolve(getPointTree_, kGetPointTree);
+    Resolve(getDevices_, kGetDevices);
 }
 
 bool PluginLibrary::Init(Interval_info &intervals) {
-    return init_(&intervals) == 0;
+    if (init_(&intervals) != 0) {
+        return false;
+    }
+    logInit_(1);  // the echo
+    return true;
 }
 
 Plugin::Settings PluginLibrary::GetSettings() {
     CSysSet &settings = *getSysSet_();
     const ST_CLOUDSERVER_CONFIG_ATTR &cloud = *settings.GetCloudConfigAttr();
     const bool https = settings.GetHttpsCertInfo()->checked != 0;
-    return {getSnSet_()->GetSn(), ServerAddress(cloud, https), cloud.filetype};
+    return {getSnSet_()->GetSn(), ServerAddress(cloud, https), cloud.filetype, cloud.TcpChannel};
 }
 
 MAP_CHANNEL_POINT PluginLibrary::ConfiguredPoints() {
@@ -78,42 +100,43 @@ MAP_CHANNEL_POINT PluginLibrary::ConfiguredPoints() {
     return points == nullptr ? MAP_CHANNEL_POINT() : *points;
 }
 
-bool PluginLibrary::PrePost() {
-    return prePost_() == 0;
+MAP_DEV_ATTR PluginLibrary::ConfiguredDevices() {
+    MAP_DEV_ATTR *devices = nullptr;
+    getDevices_(getChannelSet_(), &devices);
+    return devices == nullptr ? MAP_DEV_ATTR() : *devices;
+}
+
+Exchange PluginLibrary::PrePost() {
+    return Ask([this] { return prePost_(); });
 }
 
 void PluginLibrary::SyncHeartBeat() {
     syncHeartBeat_();
 }
 
-std::optional<std::string> PluginLibrary::CreateRealDataFile(Values &values, std::string folder,
-                                                             std::time_t time) {
-    std::vector<std::string> files;
-    createRealDataFile_(&values, folder.data(), &files, time);
-    return OnlyFile(files);
+Production PluginLibrary::CreateRealDataFile(Values &values, std::string folder, std::time_t time) {
+    return Produce([&](auto &files) { createRealDataFile_(&values, folder.data(), &files, time); });
 }
 
-std::optional<std::string> PluginLibrary::CreateAlarmDataFile(std::vector<Alarm_Data_Para> &alarms,
-                                                              std::string folder) {
-    std::vector<std::string> files;
-    createAlarmDataFile_(&alarms, folder.data(), &files);
-    return OnlyFile(files);
+Production PluginLibrary::CreateAlarmDataFile(std::vector<Alarm_Data_Para> &alarms,
+                                              std::string folder) {
+    return Produce([&](auto &files) { createAlarmDataFile_(&alarms, folder.data(), &files); });
 }
 
-bool PluginLibrary::UploadRealDataFile(std::string path) {
-    return uploadRealDataFile_(path.data()) == 0;
+Exchange PluginLibrary::UploadRealDataFile(std::string path) {
+    return Ask([&] { return uploadRealDataFile_(path.data()); });
 }
 
-bool PluginLibrary::UploadAlarmDataFile(const std::string &path) {
-    return uploadAlarmDataFile_(path.c_str()) == 0;
+Exchange PluginLibrary::UploadAlarmDataFile(const std::string &path) {
+    return Ask([&] { return uploadAlarmDataFile_(path.c_str()); });
 }
 
-bool PluginLibrary::CheckRecall(std::vector<recall_time_para> &ranges) {
-    return checkRecall_(&ranges) == 0;
+Exchange PluginLibrary::CheckRecall(std::vector<recall_time_para> &ranges) {
+    return Ask([&] { return checkRecall_(&ranges); });
 }
 
-bool PluginLibrary::DeleteRecall(recall_time_para range) {
-    return deleteRecall_(&range) == 0;
+Exchange PluginLibrary::DeleteRecall(recall_time_para range) {
+    return Ask([&] { return deleteRecall_(&range); });
 }
 
 bool PluginLibrary::IsDownloading() {

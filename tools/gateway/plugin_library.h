@@ -2,13 +2,15 @@
 
 #include <string>
 
+#include "log/log.h"
 #include "plugin/instances.h"
 #include "tools/gateway/plugin.h"
 
 namespace corvenna::gateway {
 
 /// The plug-in as a shared library, opened at run time and known by its exported names only. It
-/// stays loaded until the process ends.
+/// stays loaded until the process ends. Why something failed is learnt through a PluginEcho, where
+/// there is one.
 class PluginLibrary : public Plugin {
 public:
     /// Throws std::runtime_error when the library cannot be opened or lacks a name.
@@ -17,16 +19,16 @@ public:
     bool Init(Interval_info &intervals) override;
     Settings GetSettings() override;
     MAP_CHANNEL_POINT ConfiguredPoints() override;
-    bool PrePost() override;
+    MAP_DEV_ATTR ConfiguredDevices() override;
+    Exchange PrePost() override;
     void SyncHeartBeat() override;
-    std::optional<std::string> CreateRealDataFile(Values &values, std::string folder,
-                                                  std::time_t time) override;
-    std::optional<std::string> CreateAlarmDataFile(std::vector<Alarm_Data_Para> &alarms,
-                                                   std::string folder) override;
-    bool UploadRealDataFile(std::string path) override;
-    bool UploadAlarmDataFile(const std::string &path) override;
-    bool CheckRecall(std::vector<recall_time_para> &ranges) override;
-    bool DeleteRecall(recall_time_para range) override;
+    Production CreateRealDataFile(Values &values, std::string folder, std::time_t time) override;
+    Production CreateAlarmDataFile(std::vector<Alarm_Data_Para> &alarms,
+                                   std::string folder) override;
+    Exchange UploadRealDataFile(std::string path) override;
+    Exchange UploadAlarmDataFile(const std::string &path) override;
+    Exchange CheckRecall(std::vector<recall_time_para> &ranges) override;
+    Exchange DeleteRecall(recall_time_para range) override;
     bool IsDownloading() override;
 
 private:
@@ -35,6 +37,7 @@ private:
 
     void *library_;
     decltype(&::Init) init_;
+    decltype(&::log_init) logInit_;
     decltype(&::PrePost) prePost_;
     decltype(&::SyncHeartBeat) syncHeartBeat_;
     decltype(&::CreateRealDataFile) createRealDataFile_;
@@ -47,8 +50,10 @@ private:
     decltype(&::GetCSysSetInstance) getSysSet_;
     decltype(&::GetCsnSetInstance) getSnSet_;
     decltype(&::GetCChannelSetInstance) getChannelSet_;
-    /// CChannelSet::GetAttr for the tree of points, the object as its first argument.
+    // CChannelSet::GetAttr for the tree of points and for the devices, the object as its first
+    // argument.
     void (*getPointTree_)(CChannelSet *, MAP_CHANNEL_POINT **);
+    void (*getDevices_)(CChannelSet *, MAP_DEV_ATTR **);
 };
 
 }  // namespace corvenna::gateway

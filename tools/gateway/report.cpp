@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::size_t kMessagesShown = 8;
 constexpr std::size_t kErrorsShown = 3;
-constexpr std::size_t kMessageBytes = 512;
+constexpr std::size_t kMessageBytes = 2048;
 
 constexpr const char *kHome = "\x1b[H";
 constexpr const char *kEraseLine = "\x1b[K\n";
@@ -23,7 +23,7 @@ constexpr const char *kEraseBelow = "\x1b[J";
 constexpr const char *kBold = "\x1b[1m";
 constexpr const char *kPlain = "\x1b[0m";
 
-std::string Print(const char *format, va_list arguments) {
+__attribute__((format(printf, 1, 0))) std::string Print(const char *format, va_list arguments) {
     char text[kMessageBytes];
     static_cast<void>(std::vsnprintf(text, sizeof text, format, arguments));
     return text;
@@ -72,6 +72,40 @@ void WriteAll(int descriptor, const std::string &text) {
     }
 }
 
+std::string Printable(const std::string &text) {
+    constexpr unsigned char kFirstPrintable = 0x20;
+    constexpr unsigned char kDelete = 0x7F;
+    std::string result;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const auto byte = static_cast<unsigned char>(text[i]);
+        // The second half of what UTF-8 makes of the control characters from 0x80 to 0x9F.
+        const bool isHigh = i > 0 && text[i - 1] == '\xC2' && byte >= 0x80 && byte < 0xA0;
+        if (byte >= kFirstPrintable && byte != kDelete && !isHigh) {
+            result += text[i];
+            continue;
+        }
+        char escaped[8];
+        static_cast<void>(std::snprintf(escaped, sizeof escaped, "\\x%02x", unsigned{byte}));
+        result += byte == '\n' ? "\\n" : escaped;
+    }
+    return result;
+}
+
+std::string DurationText(Clock::duration duration) {
+    const auto seconds = std::chrono::duration<double>(duration).count();
+    char text[32];
+    if (seconds < 10) {
+        static_cast<void>(std::snprintf(text, sizeof text, "%.3g s", seconds));
+    } else if (seconds < 600) {
+        static_cast<void>(std::snprintf(text, sizeof text, "%.0f s", seconds));
+    } else if (seconds < 36000) {
+        static_cast<void>(std::snprintf(text, sizeof text, "%.0f min", seconds / 60));
+    } else {
+        static_cast<void>(std::snprintf(text, sizeof text, "%.0f h", seconds / 3600));
+    }
+    return text;
+}
+
 std::string TimeOf(std::time_t time) {
     std::tm local{};
     char text[32] = "";
@@ -102,7 +136,8 @@ void Report::Complain(const char *format, ...) {
 }
 
 void Report::Add(std::deque<std::string> &list, const std::string &text, bool isError) {
-    const std::string line = TimeOf(std::time(nullptr)) + (isError ? "  ERROR  " : "  ") + text;
+    const std::string line =
+        TimeOf(std::time(nullptr)) + (isError ? "  ERROR  " : "  ") + Printable(text);
     const std::lock_guard lock(mutex_);
     list.push_back(line);
     if (list.size() > (isError ? kErrorsShown : kMessagesShown)) {
@@ -135,8 +170,9 @@ void Report::Draw(const StatusFacts &facts) {
                facts.waitingSamples, facts.waitingFiles, (facts.waitingBytes + 1023) / 1024);
     screen.Row("alarms     %8" PRIu64 " raised   %8zu active   %8" PRIu64 " files arrived",
                counters.alarms.load(), facts.activeAlarms, counters.alarmFiles.load());
-    screen.Row("recalls    %8" PRIu64 " served   %8" PRIu64 " samples sent again",
-               counters.recallsServed.load(), counters.samplesRecalled.load());
+    screen.Row(
+        "recalls    %8" PRIu64 " served   %8" PRIu64 " samples sent again %5" PRIu64 " to go",
+        counters.recallsServed.load(), counters.samplesRecalled.load(), counters.recallLeft.load());
     screen.Row("downloads  %8" PRIu64 "%s", counters.downloads.load(),
                counters.downloading ? " running" : "");
     screen.Row("trouble    %8" PRIu64 " failures %8" PRIu64 " dropped", counters.failures.load(),

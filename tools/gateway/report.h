@@ -23,6 +23,7 @@ struct Counters {
     std::atomic<std::uint64_t> heartbeats{0};
     std::atomic<std::uint64_t> recallsServed{0};
     std::atomic<std::uint64_t> samplesRecalled{0};
+    std::atomic<std::uint64_t> recallLeft{0};  ///< samples of the range that is being served
     std::atomic<std::uint64_t> downloads{0};
     std::atomic<bool> registered{false};
     std::atomic<bool> downloading{false};
@@ -74,6 +75,12 @@ private:
 
 /// Writes all of a text to a descriptor, as far as it goes.
 void WriteAll(int descriptor, const std::string &text);
+
+/// The text with control characters as \xNN, and line ends as \n: it cannot steer a terminal.
+std::string Printable(const std::string &text);
+
+/// "30 s", "8 min", "3 h"; three digits of what is less than ten seconds.
+std::string DurationText(Clock::duration duration);
 
 /// "2024-03-05 07:08:09" in the process's time zone.
 std::string TimeOf(std::time_t time);

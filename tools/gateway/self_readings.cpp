@@ -2,7 +2,6 @@
 
 #include <sys/statvfs.h>
 
-#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -20,7 +19,8 @@ constexpr std::uint16_t kMostZones = 32;
 
 }  // namespace
 
-SelfReadings::SelfReadings(std::string root) : root_(std::move(root)) {}
+SelfReadings::SelfReadings(std::string root, std::string fileSystem)
+    : root_(std::move(root)), fileSystem_(std::move(fileSystem)) {}
 
 std::string SelfReadings::Content(const std::string &path) const {
     std::ifstream stream(root_ + path, std::ios::binary);
@@ -102,7 +102,7 @@ std::optional<SelfReadings::DiskTraffic> SelfReadings::Disks() const {
 
 std::optional<SelfReadings::FileSystem> SelfReadings::RootFileSystem() const {
     struct statvfs status {};
-    if (statvfs((root_ + "/").c_str(), &status) != 0 || status.f_blocks == 0) {
+    if (statvfs((root_ + fileSystem_).c_str(), &status) != 0 || status.f_blocks == 0) {
         return std::nullopt;
     }
     const auto block = static_cast<double>(status.f_frsize);

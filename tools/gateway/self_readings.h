@@ -9,10 +9,11 @@
 namespace corvenna::gateway {
 
 /// Reads what Linux tells about a machine under <root>/proc and <root>/sys; root is "" for the
-/// machine itself. What is not there gives nothing.
+/// machine itself. `fileSystem` is a folder of the root file system: where this process has a root
+/// of its own, "/" is none. What is not there gives nothing.
 class SelfReadings {
 public:
-    explicit SelfReadings(std::string root);
+    explicit SelfReadings(std::string root, std::string fileSystem = "/");
 
     /// Time of all processors together since the start, in the kernel's ticks.
     struct ProcessorTime {
@@ -57,6 +58,7 @@ private:
     std::string Content(const std::string &path) const;
 
     const std::string root_;
+    const std::string fileSystem_;
 };
 
 }  // namespace corvenna::gateway

@@ -5,7 +5,6 @@ namespace corvenna::gateway {
 namespace {
 
 constexpr double kKibi = 1024.0;
-constexpr double kMebi = 1024.0 * 1024.0;
 constexpr double kGibi = 1024.0 * 1024.0 * 1024.0;
 constexpr double kPercent = 100.0;
 constexpr double kHourSeconds = 3600.0;
@@ -80,7 +79,8 @@ double Growth(std::uint64_t before, std::uint64_t now) {
 
 }  // namespace
 
-SelfSource::SelfSource(std::string root) : readings_(std::move(root)), devices_(FixedDevices()) {
+SelfSource::SelfSource(std::string root, std::string fileSystem)
+    : readings_(std::move(root), std::move(fileSystem)), devices_(FixedDevices()) {
     Device temperatures = MakeDevice(kTemperatureChannel, kTemperatures, "Temperatures",
                                      "Thermal zones of the machine", {});
     for (const auto &[zone, temperature] : readings_.Temperatures()) {

@@ -16,7 +16,8 @@ namespace corvenna::gateway {
 class SelfSource : public Source {
 public:
     /// @param root where proc and sys are; "" for the machine's own.
-    explicit SelfSource(std::string root = "");
+    /// @param fileSystem a folder whose file system is shown as that of the root.
+    explicit SelfSource(std::string root = "", std::string fileSystem = "/");
 
     const Catalogue &Devices() const override { return devices_; }
     Values Read(std::time_t now) override;

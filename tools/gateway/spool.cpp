@@ -9,6 +9,8 @@
 #include <filesystem>
 #include <system_error>
 
+#include "base/file_descriptor.h"
+
 namespace corvenna::gateway {
 
 namespace fs = std::filesystem;
@@ -32,15 +34,9 @@ std::optional<Kind> KindOfLetter(char letter) {
 
 /// Waits until a file, or the entries of a folder, are on the disk.
 void Synchronise(const std::string &path) {
-    const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (file < 0) {
+    const FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!file || fsync(file.Get()) != 0) {
         throw std::system_error(errno, std::generic_category(), path);
-    }
-    const int result = fsync(file);
-    const int error = errno;
-    close(file);
-    if (result != 0) {
-        throw std::system_error(error, std::generic_category(), path);
     }
 }
 
@@ -109,13 +105,17 @@ Spool::File Spool::ClaimEntry(const Key &key, Entry &entry) {
 
 std::optional<Spool::File> Spool::ClaimDue(Clock::time_point now) {
     const std::lock_guard lock(mutex_);
-    const auto due = std::find_if(entries_.begin(), entries_.end(), [now](const auto &item) {
+    const auto isDue = [now](const auto &item) {
         return !item.second.claimed && item.second.due <= now;
-    });
-    if (due == entries_.end()) {
-        return std::nullopt;
+    };
+    const auto claim = [&](auto found, auto end) {
+        return found == end ? std::nullopt
+                            : std::optional<File>(ClaimEntry(found->first, found->second));
+    };
+    if (limits_.newestFirst) {
+        return claim(std::find_if(entries_.rbegin(), entries_.rend(), isDue), entries_.rend());
     }
-    return ClaimEntry(due->first, due->second);
+    return claim(std::find_if(entries_.begin(), entries_.end(), isDue), entries_.end());
 }
 
 std::optional<Spool::File> Spool::Claim(Kind kind, std::time_t time) {
@@ -130,28 +130,26 @@ std::optional<Spool::File> Spool::Claim(Kind kind, std::time_t time) {
 void Spool::Remove(const File &file) {
     const std::lock_guard lock(mutex_);
     const auto found = entries_.find({file.time, file.kind});
-    if (found == entries_.end()) {
-        return;
+    if (found != entries_.end()) {
+        Delete(found);
     }
-    fs::remove(found->second.path);
-    bytes_ -= found->second.bytes;
-    entries_.erase(found);
 }
 
-int Spool::Failed(const File &file, Clock::time_point now) {
+Spool::Retry Spool::Failed(const File &file, Clock::time_point now) {
     const std::lock_guard lock(mutex_);
     const auto found = entries_.find({file.time, file.kind});
     if (found == entries_.end()) {
-        return 0;
+        return {0, {}};
     }
     Entry &entry = found->second;
     Clock::duration wait = limits_.firstWait;
     for (int failure = 0; failure < entry.failures && wait < limits_.longestWait; ++failure) {
         wait *= 2;
     }
-    entry.due = now + std::min(wait, limits_.longestWait);
+    wait = std::min(wait, limits_.longestWait);
+    entry.due = now + wait;
     entry.claimed = false;
-    return ++entry.failures;
+    return {++entry.failures, wait};
 }
 
 void Spool::Release(const File &file) {
@@ -170,23 +168,33 @@ void Spool::EndWaits() {
     }
 }
 
-std::vector<Spool::File> Spool::DropExcess(std::time_t now) {
+Spool::File Spool::Delete(std::map<Key, Entry>::iterator item) {
+    const auto &[key, entry] = *item;
+    File file{key.second, key.first, entry.path, entry.bytes};
+    fs::remove(file.path);
+    bytes_ -= file.bytes;
+    entries_.erase(item);
+    return file;
+}
+
+std::optional<Spool::File> Spool::Drop(Kind kind, std::time_t time) {
+    const std::lock_guard lock(mutex_);
+    const auto found = entries_.find({time, kind});
+    if (found == entries_.end() || found->second.claimed) {
+        return std::nullopt;
+    }
+    return Delete(found);
+}
+
+std::vector<Spool::File> Spool::DropExcess() {
     const std::lock_guard lock(mutex_);
     std::vector<File> dropped;
-    for (auto item = entries_.begin(); item != entries_.end();) {
-        const auto &[key, entry] = *item;
-        const bool tooOld = now - key.first > limits_.age.count();
-        if (!tooOld && bytes_ <= limits_.bytes) {
-            break;
+    for (auto item = entries_.begin(); item != entries_.end() && bytes_ > limits_.bytes;) {
+        const auto next = std::next(item);
+        if (!item->second.claimed) {
+            dropped.push_back(Delete(item));
         }
-        if (entry.claimed) {
-            ++item;
-            continue;
-        }
-        fs::remove(entry.path);
-        bytes_ -= entry.bytes;
-        dropped.push_back({key.second, key.first, entry.path, entry.bytes});
-        item = entries_.erase(item);
+        item = next;
     }
     return dropped;
 }

@@ -14,20 +14,18 @@
 
 namespace corvenna::gateway {
 
-using Clock = std::chrono::steady_clock;
-
 /// Produced files that have not arrived yet, in a folder. A file enters it whole or not at all, is
-/// there after a kill and a loss of power, and leaves it when it has arrived or when the spool
-/// grows over one of its limits. Sending is the caller's: it claims a file, sends it, and says how
-/// that went; while a file is claimed nobody else gets it. Calls may come from several threads.
-/// What the file system refuses throws std::filesystem::filesystem_error or std::system_error.
+/// there after a kill and a loss of power, and leaves it when it has arrived or is dropped. Sending
+/// is the caller's: it claims a file, sends it, and says how that went; while a file is claimed
+/// nobody else gets it. Calls may come from several threads. What the file system refuses throws
+/// std::filesystem::filesystem_error or std::system_error.
 class Spool {
 public:
     struct Limits {
         std::uint64_t bytes;        ///< of all files together
-        std::chrono::seconds age;   ///< by the time that names a file
         Clock::duration firstWait;  ///< after the first failure; doubled by each further one
         Clock::duration longestWait;
+        bool newestFirst = false;  ///< of those that are due
     };
 
     struct File {
@@ -49,24 +47,31 @@ public:
 
     bool Has(Kind kind, std::time_t time) const;
 
-    /// The oldest file whose waiting time is over, claimed for the caller.
+    /// The oldest (or newest, as the limits say) file whose waiting time is over, claimed for the
+    /// caller.
     std::optional<File> ClaimDue(Clock::time_point now);
     /// A certain file, whatever its waiting time; nothing when it is claimed or not there.
     std::optional<File> Claim(Kind kind, std::time_t time);
 
     /// The claimed file has arrived (or is not wanted any more): it is deleted.
     void Remove(const File &file);
-    /// The claimed file has not arrived: it stays and waits. @return how often it failed so far.
-    int Failed(const File &file, Clock::time_point now);
+    struct Retry {
+        int failures;          ///< so far, this one included
+        Clock::duration wait;  ///< until it is due again
+    };
+    /// The claimed file has not arrived: it stays and waits.
+    Retry Failed(const File &file, Clock::time_point now);
     /// The claimed file was not sent: it goes back as it was.
     void Release(const File &file);
 
     /// Ends all waiting times, after the server was away.
     void EndWaits();
 
-    /// Deletes the oldest files until the spool is within its limits; claimed ones are left.
+    /// Deletes a file that nobody has claimed. @return it, nothing when there is none.
+    std::optional<File> Drop(Kind kind, std::time_t time);
+    /// Deletes the oldest files until the spool is within its limit; claimed ones are left.
     /// @return the deleted ones.
-    std::vector<File> DropExcess(std::time_t now);
+    std::vector<File> DropExcess();
 
     std::size_t Count() const;
     std::uint64_t Bytes() const;
@@ -83,6 +88,7 @@ private:
 
     void TakeOver();
     std::optional<Key> KeyOf(const std::string &name) const;
+    File Delete(std::map<Key, Entry>::iterator item);
     File ClaimEntry(const Key &key, Entry &entry);
 
     const std::string folder_;

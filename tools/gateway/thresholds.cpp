@@ -28,7 +28,9 @@ std::optional<std::uint32_t> FindPoint(const std::string &name,
     if (name.size() != kDataIdDigits || error != std::errc() || rest != end) {
         return std::nullopt;
     }
-    return id;
+    const auto isKnown = std::any_of(names.begin(), names.end(),
+                                     [id](const auto &known) { return known.second == id; });
+    return isKnown ? std::optional<std::uint32_t>(id) : std::nullopt;
 }
 
 std::optional<double> ParseLimit(const std::string &text) {
