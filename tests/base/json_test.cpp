@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
+#include <stdexcept>
 
 namespace corvenna::test {
 namespace {

@@ -40,9 +40,9 @@ TEST(CopyText, ReadsNothingBehindTheTextsEnd) {
 
 TEST(PrintText, KeepsOneCharacterLessThanTheLimit) {
     char field[8];
-    PrintText<6>(field, "%d", 12345);
+    PrintText(UpTo<6>(field), "%d", 12345);
     EXPECT_STREQ("12345", field);
-    PrintText<6>(field, "%d", 123456);
+    PrintText(UpTo<6>(field), "%d", 123456);
     EXPECT_STREQ("12345", field);
 }
 

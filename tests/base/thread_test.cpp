@@ -9,11 +9,21 @@ namespace {
 
 std::size_t gStackBytes;
 int gDetachState;
-int gCreateResult;
+bool gCreated = false;
+
+// How the calls end, 0 for as the system does.
+int gInitResult = 0;
+int gDetachResult = 0;
+int gStackResult = 0;
+int gCreateResult = 0;
 
 }  // namespace
 
 extern "C" {
+int __real_pthread_attr_init(pthread_attr_t *attributes);
+int __wrap_pthread_attr_init(pthread_attr_t *attributes);
+int __real_pthread_attr_setdetachstate(pthread_attr_t *attributes, int state);
+int __wrap_pthread_attr_setdetachstate(pthread_attr_t *attributes, int state);
 int __real_pthread_attr_setstacksize(pthread_attr_t *attributes, std::size_t bytes);
 int __wrap_pthread_attr_setstacksize(pthread_attr_t *attributes, std::size_t bytes);
 int __real_pthread_create(pthread_t *thread, const pthread_attr_t *attributes,
@@ -21,15 +31,25 @@ int __real_pthread_create(pthread_t *thread, const pthread_attr_t *attributes,
 int __wrap_pthread_create(pthread_t *thread, const pthread_attr_t *attributes,
                           void *(*body)(void *), void *argument);
 
+int __wrap_pthread_attr_init(pthread_attr_t *attributes) {
+    return gInitResult != 0 ? gInitResult : __real_pthread_attr_init(attributes);
+}
+
+int __wrap_pthread_attr_setdetachstate(pthread_attr_t *attributes, int state) {
+    return gDetachResult != 0 ? gDetachResult
+                              : __real_pthread_attr_setdetachstate(attributes, state);
+}
+
 int __wrap_pthread_attr_setstacksize(pthread_attr_t *attributes, std::size_t bytes) {
     gStackBytes = bytes;
-    return __real_pthread_attr_setstacksize(attributes, bytes);
+    return gStackResult != 0 ? gStackResult : __real_pthread_attr_setstacksize(attributes, bytes);
 }
 
 int __wrap_pthread_create(pthread_t *thread, const pthread_attr_t *attributes,
                           void *(*body)(void *), void *argument) {
     if (attributes != nullptr) {
         pthread_attr_getdetachstate(attributes, &gDetachState);
+        gCreated = true;
     }
     return gCreateResult != 0 ? gCreateResult
                               : __real_pthread_create(thread, attributes, body, argument);
@@ -62,6 +82,15 @@ TEST(DetachedThread, IsDetachedWithAStackOfTwoMebibytes) {
 TEST(DetachedThread, SaysWhenItCannotBeCreated) {
     gCreateResult = EAGAIN;
     EXPECT_FALSE(StartDetachedThread(Fulfil, nullptr));
+}
+
+TEST(DetachedThread, IsNotCreatedWithAttributesOtherThanItsOwn) {
+    for (int *result : {&gInitResult, &gDetachResult, &gStackResult}) {
+        *result = ENOMEM;
+        EXPECT_FALSE(StartDetachedThread(Fulfil, nullptr));
+        EXPECT_FALSE(gCreated);
+        *result = 0;
+    }
 }
 
 }  // namespace

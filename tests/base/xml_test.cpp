@@ -9,8 +9,8 @@
 #include <thread>
 #include <vector>
 
-#include "base/attributes.h"
-#include "base/children.h"
+#include "base/xml_attributes.h"
+#include "base/xml_children.h"
 #include "tests/support/repeated.h"
 
 namespace corvenna::test {
@@ -52,6 +52,29 @@ TEST(AttributeText, ResolvesEntitiesInsideOfEntitiesAndBetweenTexts) {
                                        "<r a='1&lt;&e;2'/>"));
 }
 
+/// Entities that stand for each other, the innermost for "x".
+std::string Nested(int depth) {
+    std::string document = "<!DOCTYPE r [<!ENTITY e1 'x'>";
+    for (int i = 2; i <= depth; ++i) {
+        const std::string inner = std::to_string(i - 1);
+        document += "<!ENTITY e" + std::to_string(i) + " '&e" + inner + ";'>";
+    }
+    return document + "]><r a='&e" + std::to_string(depth) + ";'/>";
+}
+
+TEST(AttributeText, ResolvesEntitiesAsDeepAsTheParserLetsThemBe) {
+    int depth = 1;
+    for (;; ++depth) {
+        const XmlGuard guard;
+        const XmlDocument document = Parse(Nested(depth));
+        if (document == nullptr) {
+            break;
+        }
+        ASSERT_STREQ("x", AttributeText(Root(document)->properties).Get()) << depth;
+    }
+    EXPECT_LT(5, depth);
+}
+
 TEST(AttributeText, OfOneLongPieceIsWhole) {
     const std::string text(1'000'000, 'x');
     EXPECT_EQ(text, FirstAttribute("<r a='" + text + "'/>"));
@@ -72,6 +95,70 @@ TEST(AttributeText, WithEntitiesThatStandForNothingIsBoundedToo) {
                              "'>]><r a='1" + Repeated("&e;", 3000) + "2'/>"));
 }
 
+/// An element whose attribute the test puts together from pieces that no parser makes.
+class BuiltAttribute {
+public:
+    xmlDocPtr Document() const { return document_.get(); }
+    void Add(xmlNodePtr piece) { xmlAddChild(reinterpret_cast<xmlNodePtr>(attribute_), piece); }
+    std::string Text() const { return AttributeText(attribute_).Get(); }
+
+private:
+    XmlGuard guard_;
+    XmlDocument document_ = Parse("<r/>");
+    xmlAttrPtr attribute_ = xmlNewProp(xmlDocGetRootElement(document_.get()), ToXml("a"), nullptr);
+};
+
+TEST(AttributeText, WithoutAnyPieceIsEmpty) {
+    EXPECT_EQ("", BuiltAttribute().Text());
+}
+
+TEST(AttributeText, OfATextWithoutContentIsEmpty) {
+    BuiltAttribute attribute;
+    attribute.Add(xmlNewText(nullptr));
+    EXPECT_EQ("", attribute.Text());
+}
+
+TEST(AttributeText, PassesOverWhatIsNoText) {
+    BuiltAttribute attribute;
+    attribute.Add(xmlNewText(ToXml("before ")));
+    attribute.Add(xmlNewComment(ToXml("aside")));
+    attribute.Add(xmlNewText(ToXml("after")));
+    EXPECT_EQ("before after", attribute.Text());
+}
+
+TEST(AttributeText, PassesOverAnEntityThatIsNotDeclared) {
+    BuiltAttribute attribute;
+    attribute.Add(xmlNewText(ToXml("before ")));
+    attribute.Add(xmlNewReference(attribute.Document(), ToXml("none")));
+    attribute.Add(xmlNewText(ToXml("after")));
+    EXPECT_EQ("before after", attribute.Text());
+}
+
+/// The value of entities that stand for each other, the innermost for "x".
+std::string BuiltOf(int depth) {
+    BuiltAttribute attribute;
+    xmlCreateIntSubset(attribute.Document(), ToXml("r"), nullptr, nullptr);
+    xmlNodePtr piece = xmlNewText(ToXml("x"));
+    for (int i = 1; i <= depth; ++i) {
+        const std::string name = "e" + std::to_string(i);
+        xmlEntityPtr entity =
+            xmlAddDocEntity(attribute.Document(), ToXml(name.c_str()), XML_INTERNAL_GENERAL_ENTITY,
+                            nullptr, nullptr, ToXml(""));
+        entity->children = entity->last = piece;
+        entity->owner = 1;
+        piece->parent = reinterpret_cast<xmlNodePtr>(entity);
+        piece = xmlNewReference(attribute.Document(), ToXml(name.c_str()));
+    }
+    attribute.Add(piece);
+    return attribute.Text();
+}
+
+TEST(AttributeText, ResolvesEntitiesUpToFortyDeep) {
+    EXPECT_EQ("x", BuiltOf(39));
+    EXPECT_EQ("x", BuiltOf(40));
+    EXPECT_EQ("", BuiltOf(41));
+}
+
 TEST(AttributeText, OfOnePiecePointsIntoTheDocument) {
     const XmlGuard guard;
     const XmlDocument document = Parse("<r a='value'/>");
@@ -90,6 +177,12 @@ TEST(IsElement, ComparesTheNameAndTheKind) {
         kinds.push_back(IsElement(node, "r"));
     }
     EXPECT_EQ((std::vector<bool>{false, false, true}), kinds);
+}
+
+TEST(IsElement, IsNoneOfAnyNameWithoutOne) {
+    xmlNode nameless{};
+    nameless.type = XML_ELEMENT_NODE;
+    EXPECT_FALSE(IsElement(&nameless, ""));
 }
 
 TEST(ForEachChild, VisitsTheElementsOfThatNameInOrder) {
@@ -115,22 +208,45 @@ TEST(ReadAttributes, FollowsTheElementsOrderAndPassesOverOthers) {
 }
 
 constexpr DefaultedAttribute<std::string> kDefaultedRows[] = {
-    {"a", [](auto &record, auto value) { record += std::string("a=") + value + ";"; },
-     [](auto &record) { record += "no a;"; }},
-    {"b", [](auto &record, auto value) { record += std::string("b=") + value + ";"; },
-     [](auto &record) { record += "no b;"; }},
+    {{"a", [](auto &record, auto value) { record += std::string("a=") + value + ";"; }}, "none"},
+    {{"b", [](auto &record, auto value) { record += std::string("b=") + value + ";"; }}, "no b"},
 };
 
-TEST(ReadWithDefaults, FollowsTheRowsOrderEachSetOrAbsent) {
+TEST(ReadWithDefaults, FollowsTheRowsOrderEachSetToItsValueOrItsDefault) {
     const XmlGuard guard;
     std::string record;
     const XmlDocument none = Parse("<r/>");
     ReadWithDefaults(Root(none), kDefaultedRows, record);
-    EXPECT_EQ("no a;no b;", record);
+    EXPECT_EQ("a=none;b=no b;", record);
     record.clear();
     const XmlDocument document = Parse("<r b='' c='3' a='1'/>");
     ReadWithDefaults(Root(document), kDefaultedRows, record);
     EXPECT_EQ("a=1;b=;", record);
+}
+
+#pragma pack(push, 1)
+struct PackedTexts {
+    char odd;
+    char first[4];
+    char second[4];
+    char last;
+};
+#pragma pack(pop)
+
+constexpr Attribute<PackedTexts> kTexts[] = {
+    {"whole", CORVENNA_TEXT(PackedTexts, first, 4)},
+    {"less", CORVENNA_TEXT(PackedTexts, second, 3)},
+};
+
+TEST(ReadAttributes, CutsTextsAtTheirLimitsAndWritesNothingBeside) {
+    const XmlGuard guard;
+    const XmlDocument document = Parse("<r less='12345' whole='abcde'/>");
+    PackedTexts record{'<', "---", {'-', '-', '-', '-'}, '>'};
+    ReadAttributes(Root(document), kTexts, record);
+    EXPECT_STREQ("abc", record.first);
+    EXPECT_EQ(std::string("12\0-", 4), std::string(record.second, 4));
+    EXPECT_EQ('<', record.odd);
+    EXPECT_EQ('>', record.last);
 }
 
 TEST(XmlGuard, IsSharedByMany) {

@@ -82,6 +82,15 @@ TEST(ChannelSet, AChannelWithoutANumberKeepsTheOneBefore) {
     EXPECT_EQ(1U, devices.count(0x0302));
 }
 
+TEST(ChannelSet, OtherChildrenOfAChannelAreNoDevices) {
+    const MAP_DEV_ATTR devices = Devices(
+        R"(<Channel No="1"><Other SlaveId="7" Desc="other"/>text<!--Dev--><Dev SlaveId="2"/>)"
+        R"(<dev SlaveId="8"/></Channel><Dev SlaveId="9"/>)");
+    ASSERT_EQ(1U, devices.size());
+    ASSERT_EQ(1U, devices.count(0x0102));
+    EXPECT_STREQ("", devices.at(0x0102).Desc) << "nor inherited from";
+}
+
 TEST(ChannelSet, TheFirstDeviceStartsFromAnEmptyRecord) {
     const MAP_DEV_ATTR devices = Devices("<Channel><Dev/></Channel>");
     ASSERT_EQ(1U, devices.count(0));

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <random>
 #include <string>
@@ -22,15 +23,19 @@ constexpr char kPath[] = "/quorvane/Config/damaged.xml";
 
 class DamagedFile : public testing::TestWithParam<Loader> {
 protected:
-    /// Loads a file of that content, without its diagnostics on the terminal. A failure is logged
-    /// at ERROR, each time.
+    /// Loads a file of that content. Nothing goes to the terminal; a failure is logged at ERROR,
+    /// each time.
     int Load(const std::string &content) {
         WriteFile(kPath, content);
+        return LoadWhatIsThere();
+    }
+
+    int LoadWhatIsThere() {
         const LogCapture log;
         int result = 0;
         testing::internal::CaptureStderr();
         Printed([&] { result = GetParam().load(kPath); });
-        testing::internal::GetCapturedStderr();
+        EXPECT_EQ("", testing::internal::GetCapturedStderr());
         log_ = log.Text();
         EXPECT_TRUE(result == 0 || result == -1) << result;
         EXPECT_TRUE(result == 0 || !log_.empty());
@@ -42,7 +47,12 @@ protected:
 
     /// Expects what a file that is no XML gives: -1 and the loader's own message, nothing else.
     void ExpectParseFailure(const std::string &content) {
-        EXPECT_EQ(-1, Load(content));
+        WriteFile(kPath, content);
+        ExpectParseFailureOfWhatIsThere();
+    }
+
+    void ExpectParseFailureOfWhatIsThere() {
+        EXPECT_EQ(-1, LoadWhatIsThere());
         std::string message = GetParam().parseFailure;
         if (const std::size_t path = message.find("%s"); path != std::string::npos) {
             message.replace(path, 2, kPath);
@@ -108,6 +118,16 @@ TEST_P(DamagedFile, OfRandomBytesIsAParseFailure) {
             c = static_cast<char>(random());
         }
         ExpectParseFailure(noise);
+    }
+}
+
+TEST_P(DamagedFile, ThatTheSystemMakesUpIsAParseFailure) {
+    // The size of each is told as 0, and the last cannot be read at its begin.
+    for (const char *file : {"/proc/self/status", "/proc/sys/kernel/ostype", "/proc/self/mem"}) {
+        SCOPED_TRACE(file);
+        ASSERT_EQ(0, symlink(file, kPath));
+        ExpectParseFailureOfWhatIsThere();
+        ASSERT_EQ(0, unlink(kPath));
     }
 }
 

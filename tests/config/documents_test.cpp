@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <libxml/parser.h>
 #include <netinet/in.h>
+#include <pthread.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -14,7 +15,6 @@
 #include <vector>
 
 #include "base/xml.h"
-#include "config/root.h"
 #include "log/log.h"
 #include "tests/config/loaders.h"
 #include "tests/support/capture_stdout.h"
@@ -33,6 +33,14 @@ struct Read {
 std::vector<Read> gReads;
 std::vector<int> gKeepBlanks;
 bool gEmptyDocuments = false;
+int gEntitiesLookedUp = 0;
+
+// How many of the locks that keep the library's clean-up away the thread has.
+thread_local int tLocks = 0;
+
+void ExpectNoCleanUp() {
+    EXPECT_EQ(1, tLocks);
+}
 
 }  // namespace
 
@@ -41,8 +49,50 @@ xmlDocPtr __real_xmlReadFile(const char *path, const char *encoding, int options
 xmlDocPtr __wrap_xmlReadFile(const char *path, const char *encoding, int options);
 
 xmlDocPtr __wrap_xmlReadFile(const char *path, const char *encoding, int options) {
+    ExpectNoCleanUp();
     gReads.push_back({path, encoding, options});
     return gEmptyDocuments ? xmlNewDoc(nullptr) : __real_xmlReadFile(path, encoding, options);
+}
+
+void __real_xmlFreeDoc(xmlDocPtr document);
+void __wrap_xmlFreeDoc(xmlDocPtr document);
+
+void __wrap_xmlFreeDoc(xmlDocPtr document) {
+    ExpectNoCleanUp();
+    __real_xmlFreeDoc(document);
+}
+
+xmlEntityPtr __real_xmlGetDocEntity(const xmlDoc *document, const xmlChar *name);
+xmlEntityPtr __wrap_xmlGetDocEntity(const xmlDoc *document, const xmlChar *name);
+
+xmlEntityPtr __wrap_xmlGetDocEntity(const xmlDoc *document, const xmlChar *name) {
+    ExpectNoCleanUp();
+    ++gEntitiesLookedUp;
+    return __real_xmlGetDocEntity(document, name);
+}
+
+int __real_pthread_rwlock_rdlock(pthread_rwlock_t *lock);
+int __wrap_pthread_rwlock_rdlock(pthread_rwlock_t *lock);
+
+int __wrap_pthread_rwlock_rdlock(pthread_rwlock_t *lock) {
+    ++tLocks;
+    return __real_pthread_rwlock_rdlock(lock);
+}
+
+int __real_pthread_rwlock_wrlock(pthread_rwlock_t *lock);
+int __wrap_pthread_rwlock_wrlock(pthread_rwlock_t *lock);
+
+int __wrap_pthread_rwlock_wrlock(pthread_rwlock_t *lock) {
+    ++tLocks;
+    return __real_pthread_rwlock_wrlock(lock);
+}
+
+int __real_pthread_rwlock_unlock(pthread_rwlock_t *lock);
+int __wrap_pthread_rwlock_unlock(pthread_rwlock_t *lock);
+
+int __wrap_pthread_rwlock_unlock(pthread_rwlock_t *lock) {
+    --tLocks;
+    return __real_pthread_rwlock_unlock(lock);
 }
 
 int __real_xmlKeepBlanksDefault(int value);
@@ -153,6 +203,16 @@ TEST_P(NoFile, IsAPipeADeviceOrAFolder) {
     ExpectRefused("/tmp");
 }
 
+TEST_P(NoFile, IsAPipeByAnyNameThatTheLibraryWouldOpen) {
+    ASSERT_EQ(0, mkfifo("/tmp/pipe", 0600));
+    for (const char *name : {"file:///tmp/pipe", "file:/tmp/pipe", "file://localhost/tmp/pipe",
+                             "file://tmp/pipe", "FILE:///tmp/pipe", "File://LocalHost/tmp/pipe",
+                             "//tmp/pipe", "/tmp/%70ipe", "%2Ftmp%2fpipe", "file:///tmp/%70%69pe",
+                             "file%3A/tmp/pipe", "%2D", "file:/dev/zero", "file:///tmp"}) {
+        ExpectRefused(name);
+    }
+}
+
 TEST_P(NoFile, IsAnotherMachinesFile) {
     ListeningSocket server;
     const std::string address = "127.0.0.1:" + std::to_string(server.Port()) + "/file.xml";
@@ -164,6 +224,55 @@ TEST_P(NoFile, IsAnotherMachinesFile) {
 
 INSTANTIATE_TEST_SUITE_P(Loaders, NoFile, testing::ValuesIn(kLoaders),
                          [](const auto &loader) { return std::string(loader.param.name); });
+
+TEST(Documents, AreFoundByEveryNameThatTheLibraryKnows) {
+    const PauseRecorder pauses;
+    for (const Loader &loader : kLoaders) {
+        WriteFile("/quorvane/Config/a b.xml", loader.document);
+        WriteFile("/quorvane/Config/c%20d.xml", loader.document);
+        for (const char *name :
+             {"/quorvane/Config/a b.xml", "/quorvane/Config/a%20b.xml",
+              "file:///quorvane/Config/a%20b.xml", "file:/quorvane/Config/a b.xml",
+              "file://localhost/quorvane/Config/a%20b.xml", "/quorvane/Config/c%20d.xml"}) {
+            Printed([&] { EXPECT_EQ(0, loader.load(name)) << loader.name << ' ' << name; });
+        }
+    }
+}
+
+TEST(Documents, AreThoseOfTheNameAsItStandsBeforeThoseOfItsEscapes) {
+    const PauseRecorder pauses;
+    WriteFile("/quorvane/Config/a b.xml", "<other/>");
+    for (const Loader &loader : kLoaders) {
+        WriteFile("/quorvane/Config/a%20b.xml", loader.document);
+        for (const char *name :
+             {"/quorvane/Config/a%20b.xml", "file:/quorvane/Config/a%20b.xml",
+              "file:///quorvane/Config/a%20b.xml", "file://localhost/quorvane/Config/a%20b.xml"}) {
+            Printed([&] { EXPECT_EQ(0, loader.load(name)) << loader.name << ' ' << name; });
+        }
+    }
+}
+
+TEST(Documents, AreLookedUpInNoCatalogue) {
+    const PauseRecorder pauses;
+    WriteFile("/tmp/catalogue.xml",
+              "<catalog xmlns='urn:oasis:names:tc:entity:xmlns:xml:catalog'>"
+              "<system systemId='/tmp/missing.xml' uri='/tmp/other.xml'/>"
+              "<system systemId='/tmp/a%20b.xml' uri='/tmp/other.xml'/>"
+              "<system systemId='file:/tmp/file.xml' uri='/tmp/other.xml'/></catalog>");
+    setenv("XML_CATALOG_FILES", "/tmp/catalogue.xml", 1);
+    for (const Loader &loader : kLoaders) {
+        SCOPED_TRACE(loader.name);
+        WriteFile("/tmp/a b.xml", loader.document);
+        WriteFile("/tmp/file.xml", loader.document);
+        WriteFile("/tmp/other.xml", "<other/>");
+        Printed([&] {
+            EXPECT_EQ(0, loader.load("/tmp/a%20b.xml"));
+            EXPECT_EQ(0, loader.load("file:/tmp/file.xml"));
+        });
+        WriteFile("/tmp/other.xml", loader.document);
+        EXPECT_EQ(-1, loader.load("/tmp/missing.xml"));
+    }
+}
 
 TEST(Documents, ThatNameOthersElsewhereMakeNoRequest) {
     const PauseRecorder pauses;
@@ -226,6 +335,39 @@ TEST(Documents, MayBeLoadedAgainWhileTheyAreHeld) {
     EXPECT_EQ(0, set.Open(kPath));
     EXPECT_EQ(0, set.LoadNodeFromXml());
     EXPECT_EQ(0, set.IsOpen());
+}
+
+TEST(Documents, ClosedOnesWaitForNobody) {
+    const XmlExclusiveLock alone;
+    std::thread([] {
+        EXPECT_EQ(-1, CSysSet().Close());
+        EXPECT_EQ(-1, CsnSet().Close());
+        EXPECT_EQ(-1, CForwardConfig().Close());
+        EXPECT_EQ(-1, CChannelSet().Close());
+        EXPECT_EQ(0, tLocks);
+    }).join();
+}
+
+TEST(Documents, AttributesAreReadWhileNobodyCleansUp) {
+    const PauseRecorder pauses;
+    const std::string entity = "<!DOCTYPE x [<!ENTITY e \"1\">]>";
+    for (const Loader &loader : kLoaders) {
+        SCOPED_TRACE(loader.name);
+        std::string document = loader.document;
+        const std::size_t declaration = document.find("?>");
+        document.erase(0, declaration == std::string::npos ? 0 : declaration + 2);
+        int attributes = 0;
+        for (std::size_t at = 0; (at = document.find("=\"", at)) != std::string::npos; ++at) {
+            document.insert(at + 2, "&e;");
+            ++attributes;
+        }
+        WriteFile(kPath, entity + document);
+        gEntitiesLookedUp = 0;
+        Printed([&] { loader.load(kPath); });
+        EXPECT_GT(gEntitiesLookedUp, 0);
+        EXPECT_LE(gEntitiesLookedUp, 2 * attributes);
+        EXPECT_EQ(0, tLocks);
+    }
 }
 
 TEST(Documents, OthersMayCleanUpTheLibraryDuringThePausesOfTheTemplate) {

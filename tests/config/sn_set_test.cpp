@@ -180,5 +180,14 @@ TEST(SnSet, TheNumberCanBeDerivedFromAnyText) {
     EXPECT_EQ(0U, Number(set));
 }
 
+TEST(SnSet, ANullTextKeepsTheNumberAndANullTargetGetsNone) {
+    CsnSet set;
+    set.Model2Sn("XY99");
+    set.Model2Sn(static_cast<const char *>(nullptr));
+    set.Model2Sn(static_cast<const unsigned char *>(nullptr));
+    set.GetSn(nullptr);
+    EXPECT_EQ(99U, Number(set));
+}
+
 }  // namespace
 }  // namespace corvenna::test

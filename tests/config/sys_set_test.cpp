@@ -2,16 +2,48 @@
 
 #include <gtest/gtest.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstring>
 #include <string>
 
 #include "log/log.h"
 #include "tests/support/capture_stdout.h"
+#include "tests/support/failing_fstat.h"
 #include "tests/support/files.h"
 #include "tests/support/log_capture.h"
+
+namespace {
+
+int gInterruptions = 0;
+
+bool IsInterrupted() {
+    if (gInterruptions == 0) {
+        return false;
+    }
+    --gInterruptions;
+    errno = EINTR;
+    return true;
+}
+
+}  // namespace
+
+// Where sizes are checked the call has another name.
+extern "C" {
+ssize_t __real_read(int file, void *data, std::size_t size);
+ssize_t __wrap_read(int file, void *data, std::size_t size);
+ssize_t __wrap_read(int file, void *data, std::size_t size) {
+    return IsInterrupted() ? -1 : __real_read(file, data, size);
+}
+ssize_t __real___read_chk(int file, void *data, std::size_t size, std::size_t room);
+ssize_t __wrap___read_chk(int file, void *data, std::size_t size, std::size_t room);
+ssize_t __wrap___read_chk(int file, void *data, std::size_t size, std::size_t room) {
+    return IsInterrupted() ? -1 : __real___read_chk(file, data, size, room);
+}
+}
 
 namespace corvenna::test {
 namespace {
@@ -218,9 +250,24 @@ TEST(SysSet, TheLastOccurrenceWinsFieldByField) {
 TEST(SysSet, TextsOfTheDescriptionKeep255Characters) {
     for (const std::size_t length : {254U, 255U, 256U, 5000U}) {
         const std::string text(length, 'n');
+        const std::string kept = text.substr(0, 255);
+        const auto attribute = [&](const char *name) { return ' ' + Attribute(name, text); };
         CSysSet set;
-        Load(set, "<sysConfig><Info><owner desc=\"" + text + "\"/></Info></sysConfig>");
-        EXPECT_EQ(text.substr(0, 255), set.GetGateWayAttr()->ownerDesc);
+        Load(set, "<sysConfig><Info><station" + attribute("stationName") + attribute("longitude") +
+                      attribute("latitude") + "/><rooms" + attribute("roomName") +
+                      attribute("desc") + "/><baseInfo" + attribute("gatewayName") +
+                      attribute("address") + "/><owner" + attribute("ownerName") +
+                      attribute("desc") + "/></Info></sysConfig>");
+        const ST_GATEWAY_INFO &info = *set.GetGateWayAttr();
+        EXPECT_EQ(kept, info.stationName);
+        EXPECT_EQ(kept, info.longitude);
+        EXPECT_EQ(kept, info.latitude);
+        EXPECT_EQ(kept, info.roomName);
+        EXPECT_EQ(kept, info.roomDesc);
+        EXPECT_EQ(kept, info.gateWayName);
+        EXPECT_EQ(kept, info.address);
+        EXPECT_EQ(kept, info.ownerName);
+        EXPECT_EQ(kept, info.ownerDesc);
     }
 }
 
@@ -321,6 +368,47 @@ TEST(Version, AMissingFileIsPrintedAndKeepsTheEarlierVersion) {
     EXPECT_TRUE(log.Text().empty());
 }
 
+TEST(Version, OfAFileThatTellsNoSizeIsRead) {
+    WriteFile(kVersionPath, "");
+    ASSERT_EQ(0, std::remove(kVersionPath));
+    ASSERT_EQ(0, symlink("/proc/sys/kernel/ostype", kVersionPath));
+    CSysSet set;
+    EXPECT_EQ(0, set.getVersionInfo());
+    EXPECT_STREQ("Linux\n", set.GetGateWayAttr()->version);
+}
+
+TEST(Version, AFileThatCannotBeReadKeepsTheEarlierVersion) {
+    WriteFile(kVersionPath, "1.0");
+    CSysSet set;
+    set.getVersionInfo();
+    ASSERT_EQ(0, std::remove(kVersionPath));
+    ASSERT_EQ(0,
+              symlink("/proc/self/mem", kVersionPath));  // opens, and cannot be read at its begin
+    EXPECT_EQ("", Printed([&] { EXPECT_EQ(-1, set.getVersionInfo()); }));
+    EXPECT_STREQ("1.0", set.GetGateWayAttr()->version);
+}
+
+TEST(Version, AFileThatCannotBeExaminedKeepsTheEarlierVersion) {
+    WriteFile(kVersionPath, "1.0");
+    CSysSet set;
+    set.getVersionInfo();
+    WriteFile(kVersionPath, "2.0");
+    {
+        const FailingFstat failing;
+        EXPECT_EQ("", Printed([&] { EXPECT_EQ(-1, set.getVersionInfo()); }));
+    }
+    EXPECT_STREQ("1.0", set.GetGateWayAttr()->version);
+}
+
+TEST(Version, IsReadOnAfterASignal) {
+    WriteFile(kVersionPath, "1.0");
+    CSysSet set;
+    gInterruptions = 2;
+    EXPECT_EQ(0, set.getVersionInfo());
+    EXPECT_EQ(0, gInterruptions);
+    EXPECT_STREQ("1.0", set.GetGateWayAttr()->version);
+}
+
 TEST(Version, AFileThatCannotBeOpenedKeepsTheEarlierVersion) {
     WriteFile(kVersionPath, "1.0");
     CSysSet set;
@@ -334,6 +422,22 @@ TEST(Version, AFileThatCannotBeOpenedKeepsTheEarlierVersion) {
     EXPECT_EQ("", Printed([&] { EXPECT_EQ(-1, set.getVersionInfo()); }));
     EXPECT_STREQ("1.0", set.GetGateWayAttr()->version);
     close(unopenable);
+}
+
+TEST(Version, InNoRegularFileCannotBeOpened) {
+    WriteFile(kVersionPath, "1.0");
+    CSysSet set;
+    set.getVersionInfo();
+    ASSERT_EQ(0, std::remove(kVersionPath));
+    ASSERT_EQ(0, mkfifo(kVersionPath, 0600));
+    EXPECT_EQ("", Printed([&] { EXPECT_EQ(-1, set.getVersionInfo()); }));
+    ASSERT_EQ(0, std::remove(kVersionPath));
+    ASSERT_EQ(0, symlink("/dev/zero", kVersionPath));
+    EXPECT_EQ("", Printed([&] { EXPECT_EQ(-1, set.getVersionInfo()); }));
+    ASSERT_EQ(0, std::remove(kVersionPath));
+    ASSERT_EQ(0, mkdir(kVersionPath, 0700));
+    EXPECT_EQ("", Printed([&] { EXPECT_EQ(-1, set.getVersionInfo()); }));
+    EXPECT_STREQ("1.0", set.GetGateWayAttr()->version);
 }
 
 TEST(Version, IsNotReadAfterARejectedDocument) {

@@ -1,12 +1,36 @@
 #include <gmock/gmock.h>
 
 #include <chrono>
+#include <cstdarg>
 #include <thread>
 
 #include "tests/http/curl_record.h"
 #include "tests/http/twins.h"
 #include "tests/support/files.h"
 #include "tests/support/log_capture.h"
+
+// The macro that checks argument types would replace the name that is defined here.
+#undef curl_easy_getinfo
+
+static bool gStatusFails = false;
+
+extern "C" {
+CURLcode __real_curl_easy_getinfo(CURL *handle, CURLINFO info, ...);
+CURLcode __wrap_curl_easy_getinfo(CURL *handle, CURLINFO info, ...);
+
+// An enumeration before the dots is libcurl's own signature; clang warns of it in C++.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wvarargs"
+CURLcode __wrap_curl_easy_getinfo(CURL *handle, CURLINFO info, ...) {
+    va_list arguments;
+    va_start(arguments, info);
+    long *const status = va_arg(arguments, long *);
+    va_end(arguments);
+    const CURLcode result = __real_curl_easy_getinfo(handle, info, status);
+    return gStatusFails ? CURLE_UNKNOWN_OPTION : result;
+}
+#pragma GCC diagnostic pop
+}
 
 namespace corvenna::test {
 namespace {
@@ -32,6 +56,12 @@ CORVENNA_BOTH_TWINS(Answers);
 TEST_P(Answers, OfAKnownLength) {
     EXPECT_EQ(Exchanged(Reply(200, "whole answer")).status, 200);
     EXPECT_EQ(Received(), "whole answer");
+}
+
+TEST_P(Answers, WhoseStatusLibcurlDoesNotTellHaveNone) {
+    gStatusFails = true;
+    EXPECT_EQ(Exchanged(Reply(200)).status, 0);
+    gStatusFails = false;
 }
 
 TEST_P(Answers, InChunks) {
@@ -155,7 +185,7 @@ TEST_P(Answers, ThatStallEndAtTheTimeOutOf90Seconds) {
     for (const char *sent :
          {"", "HTTP/1.1 200 O\r\n", "HTTP/1.1 200 O\r\nContent-Length: 9\r\n\r\nhalf"}) {
         CurlRecord record;
-        record.ShortenTimeouts(200);
+        record.ReplaceTimeouts(200);
         EXPECT_EQ(Exchanged(Stall(sent)).transfer, CURLE_OPERATION_TIMEDOUT);
         EXPECT_THAT(record.Options(), testing::Contains("TIMEOUT=90"));
     }
@@ -165,7 +195,7 @@ TEST_P(Answers, ThatStallEndUploadsTooAndNeverReportSuccess) {
     WriteFile("/tmp/S.json", "{}");
     const LogCapture log;
     CurlRecord record;
-    record.ShortenTimeouts(200);
+    record.ReplaceTimeouts(200);
     server_.Otherwise([](const Request &) { return Stall(); });
     auto file = FileFrame(server_.Url("/"), "/tmp/S.json");
     int httpCode = 7;
@@ -260,7 +290,7 @@ TEST(Tls, AStallBeforeTheHandshakeEndsAtTheTimeOut) {
     ScriptedServer server(Protocol::kHttps);
     server.Next({[](Exchange &exchange) { exchange.AwaitClientClose(); }, Stage::kAccept});
     CurlRecord record;
-    record.ShortenTimeouts(200);
+    record.ReplaceTimeouts(200);
     EXPECT_EQ(HttpsGet(server.Url("/")).transfer, CURLE_OPERATION_TIMEDOUT);
 }
 

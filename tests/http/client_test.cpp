@@ -1,10 +1,15 @@
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+
 #include <climits>
 #include <cstring>
+#include <functional>
 
 #include "http/http.h"
 #include "http/https.h"
 #include "tests/http/curl_record.h"
 #include "tests/http/twins.h"
+#include "tests/support/capture_stdout.h"
 #include "tests/support/files.h"
 #include "tests/support/log_capture.h"
 
@@ -164,6 +169,60 @@ TEST_P(Refused, WithoutMemoryForAHeaderNothingIsSentAndNothingIsLost) {
     EXPECT_EQ(server.Connections(), 0);
 }
 
+/// Every operation once, against a server that is not there unless asked for.
+std::vector<std::function<int()>> EveryOperation(const Twin &client, ST_FRAME_MEMORY_UPLOAD &memory,
+                                                 ST_FRAME_FILE_UPLOAD &file) {
+    return {[&] { return client.get(&memory); },
+            [&] { return client.post(&memory); },
+            [&] { return client.put(&memory); },
+            [&] { return client.remove(&memory); },
+            [&] { return client.realData(&file, nullptr); },
+            [&] { return client.alarmData(&file); },
+            [&] { return client.download(&file); }};
+}
+constexpr std::size_t kPost = 1;
+
+TEST_P(Refused, AnOptionThatFindsNoMemoryIsARequestNotMade) {
+    WriteFile("/tmp/S.json", "{}");
+    ScriptedServer server(client().protocol);
+    auto memory = MemoryFrame(server.Url("/"), "", "b");
+    auto file = FileFrame(server.Url("/"), "/tmp/S.json");
+    file.writeCallback = Collect;
+    const auto operations = EveryOperation(client(), memory, file);
+    for (std::size_t operation = 0; operation < operations.size(); ++operation) {
+        for (int call = 0;; ++call) {
+            const LogCapture log;
+            CurlRecord record;
+            record.RefuseOption(call, CURLE_OUT_OF_MEMORY);
+            const int connections = server.Connections();
+            int result = 1;
+            Printed([&] { result = operations[operation](); });  // one of them prints
+            if (static_cast<int>(record.Options().size()) <= call) {
+                EXPECT_GT(call, 6) << "every operation sets more";
+                break;
+            }
+            EXPECT_EQ(result, operation == kPost ? 0 : -1) << operation << " " << call;
+            EXPECT_EQ(server.Connections(), connections) << operation << " " << call;
+            EXPECT_THAT(log.Text().back().text, testing::HasSubstr("Out of memory"));
+            EXPECT_EQ(log.Text().back().level, 4);
+            EXPECT_EQ(record.HandlesMade(), record.HandlesFreed());
+            EXPECT_EQ(record.ListsMade(), record.ListsFreed());
+        }
+    }
+}
+
+TEST_P(Refused, AnOptionThatLibcurlIsBuiltWithoutIsPassedOver) {
+    ScriptedServer server(client().protocol);
+    auto memory = MemoryFrame(server.Url("/"), "", "b");
+    for (const CURLcode result : {CURLE_UNKNOWN_OPTION, CURLE_NOT_BUILT_IN}) {
+        CurlRecord record;
+        record.RefuseOption(IsHttps() ? 8 : 5, result);
+        EXPECT_EQ(client().put(&memory), 0);
+        EXPECT_THAT(record.Options(), testing::Contains("NOSIGNAL=1"));
+    }
+    EXPECT_EQ(server.Requests().size(), 2U);
+}
+
 // ---- Construction ----
 
 TEST(ResultArea, Holds385ZeroBytesAtFirst) {
@@ -213,6 +272,14 @@ TEST(ReadJsonDataFile, AFileThatCannotBeOpenedIsLogged) {
     char buffer[4];
     EXPECT_EQ(http.ReadJsonDataFile("/tmp/none.json", buffer, 4), -1);
     EXPECT_EQ(log.Text(), (std::vector<LogEntry>{{4, "Can not open file /tmp/none.json"}}));
+}
+
+TEST(ReadJsonDataFile, WhatHasNoEndGivesNoBytes) {
+    ASSERT_EQ(mkfifo("/tmp/pipe", 0600), 0);  // opened for both, it waits for nobody
+    CHttp http;
+    char buffer[4] = "abc";
+    EXPECT_EQ(http.ReadJsonDataFile("/tmp/pipe", buffer, 4), 0);
+    EXPECT_STREQ(buffer, "abc");
 }
 
 TEST(ReadJsonDataFile, AnEmptyFileGivesNoBytes) {

@@ -3,7 +3,6 @@
 #include <atomic>
 #include <cstdarg>
 #include <limits>
-#include <map>
 #include <mutex>
 
 // The macros that check argument types would replace the names that are defined here.
@@ -29,6 +28,8 @@ struct State {
     int appended = 0;
     bool refuseHandles = false;
     int refuseHeadersFrom = std::numeric_limits<int>::max();
+    int refusedOption = -1;
+    CURLcode refusal = CURLE_OK;
     long timeoutMilliseconds = 0;
 };
 
@@ -51,20 +52,32 @@ std::string Shown(CURLoption option, const void *value) {
     return IsText(option) ? static_cast<const char *>(value) : "set";
 }
 
-void Note(CURLoption option, const std::string &value) {
-    if (State *state = gState) {
-        const std::lock_guard<std::mutex> lock(state->mutex);
-        state->options.push_back(Name(option) + "=" + value);
+/// @return how the option fails, CURLE_OK when it is to be set.
+CURLcode Note(CURLoption option, const std::string &value) {
+    State *state = gState;
+    if (state == nullptr) {
+        return CURLE_OK;
     }
+    const std::lock_guard<std::mutex> lock(state->mutex);
+    state->options.push_back(Name(option) + "=" + value);
+    return static_cast<int>(state->options.size()) == state->refusedOption + 1 ? state->refusal
+                                                                               : CURLE_OK;
+}
+
+/// Sets an option unless it is the one that fails.
+template <class Value>
+CURLcode SetNoted(CURL *handle, CURLoption option, const std::string &shown, Value value) {
+    const CURLcode refusal = Note(option, shown);
+    return refusal != CURLE_OK ? refusal : __real_curl_easy_setopt(handle, option, value);
 }
 
 CURLcode SetLong(CURL *handle, CURLoption option, long value) {
-    Note(option, std::to_string(value));
+    const CURLcode result = SetNoted(handle, option, std::to_string(value), value);
     const State *state = gState;
     if (option == CURLOPT_TIMEOUT && state != nullptr && state->timeoutMilliseconds > 0) {
         return __real_curl_easy_setopt(handle, CURLOPT_TIMEOUT_MS, state->timeoutMilliseconds);
     }
-    return __real_curl_easy_setopt(handle, option, value);
+    return result;
 }
 
 }  // namespace
@@ -98,6 +111,9 @@ void __wrap_curl_easy_cleanup(CURL *handle) {
     __real_curl_easy_cleanup(handle);
 }
 
+// An enumeration before the dots is libcurl's own signature; clang warns of it in C++.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wvarargs"
 CURLcode __wrap_curl_easy_setopt(CURL *handle, CURLoption option, ...) {
     va_list arguments;
     va_start(arguments, option);
@@ -106,16 +122,15 @@ CURLcode __wrap_curl_easy_setopt(CURL *handle, CURLoption option, ...) {
         result = SetLong(handle, option, va_arg(arguments, long));
     } else if (option >= CURLOPTTYPE_OFF_T && option < CURLOPTTYPE_BLOB) {
         const curl_off_t value = va_arg(arguments, curl_off_t);
-        Note(option, std::to_string(value));
-        result = __real_curl_easy_setopt(handle, option, value);
+        result = SetNoted(handle, option, std::to_string(value), value);
     } else {
         void *value = va_arg(arguments, void *);
-        Note(option, Shown(option, value));
-        result = __real_curl_easy_setopt(handle, option, value);
+        result = SetNoted(handle, option, Shown(option, value), value);
     }
     va_end(arguments);
     return result;
 }
+#pragma GCC diagnostic pop
 
 curl_slist *__wrap_curl_slist_append(curl_slist *list, const char *line) {
     State *state = gState;
@@ -184,7 +199,13 @@ void CurlRecord::RefuseHeadersFrom(int call) {
     gState.load()->refuseHeadersFrom = call;
 }
 
-void CurlRecord::ShortenTimeouts(long milliseconds) {
+void CurlRecord::RefuseOption(int call, CURLcode result) {
+    State *state = gState;
+    state->refusedOption = call;
+    state->refusal = result;
+}
+
+void CurlRecord::ReplaceTimeouts(long milliseconds) {
     gState.load()->timeoutMilliseconds = milliseconds;
 }
 

@@ -29,8 +29,10 @@ public:
     void RefuseHandles();
     /// curl_slist_append gives null from its call number `call` (counted from 0) on.
     void RefuseHeadersFrom(int call);
+    /// Option number `call` (counted from 0) is not set, and curl_easy_setopt says so.
+    void RefuseOption(int call, CURLcode result);
     /// Transfers that ask for a time-out in seconds get this one instead.
-    void ShortenTimeouts(long milliseconds);
+    void ReplaceTimeouts(long milliseconds);
 };
 
 }  // namespace corvenna::test

@@ -1,3 +1,5 @@
+#include <sys/stat.h>
+
 #include "tests/http/curl_record.h"
 #include "tests/http/twins.h"
 #include "tests/support/files.h"
@@ -21,7 +23,7 @@ protected:
 CORVENNA_BOTH_TWINS(Downloads);
 
 TEST_P(Downloads, WriteANewFile) {
-    const std::string content = "binary\0content" + std::string(100000, 'c');
+    const std::string content = std::string("binary") + '\0' + "content" + std::string(100000, 'c');
     server_.Next(ReplyFile(content));
     EXPECT_EQ(Download(), 0);
     EXPECT_EQ(ReadFile(kPath), content);
@@ -108,6 +110,15 @@ TEST_P(Downloads, IntoAPathThatCannotBeOpenedFailWithoutATransfer) {
         EXPECT_EQ(client().download(&frame), -1) << path;
         EXPECT_EQ(log.Text().back(), (LogEntry{5, "Can not open file " + std::string(path)}));
     }
+    EXPECT_EQ(server_.Connections(), 0);
+}
+
+TEST_P(Downloads, IntoAPipeFailAtOnce) {
+    ASSERT_EQ(mkfifo("/tmp/pipe", 0600), 0);
+    const LogCapture log;
+    auto frame = FileFrame(server_.Url("/"), "/tmp/pipe");
+    EXPECT_EQ(client().download(&frame), -1);
+    EXPECT_EQ(log.Text().back(), (LogEntry{5, "Can not open file /tmp/pipe"}));
     EXPECT_EQ(server_.Connections(), 0);
 }
 

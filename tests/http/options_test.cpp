@@ -282,7 +282,7 @@ TEST_P(Handles, AndHeaderListsAreFreedAfterAStall) {
     ScriptedServer server(client().protocol);
     server.Otherwise([](const Request &) { return Stall("HTTP/1.1 200 O\r\n"); });
     CurlRecord record;
-    record.ShortenTimeouts(200);
+    record.ReplaceTimeouts(200);
     CopyText<127>(frame.url, server.Url("/").c_str());
     CopyText<127>(file.url, server.Url("/").c_str());
     int httpCode = 0;

@@ -1,7 +1,13 @@
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstddef>
 #include <ctime>
 
 #include "tests/http/twins.h"
 #include "tests/support/files.h"
+#include "tests/support/log_capture.h"
 
 namespace corvenna::test {
 namespace {
@@ -251,6 +257,40 @@ TEST(HttpsCookies, DownloadsSendAndKeepNone) {
     EXPECT_EQ(kHttpsTwin.download(&file), 0);
     EXPECT_FALSE(server.Requests()[1].HasHeader("Cookie"));
     EXPECT_EQ(ReadFile("/tmp/dev-web.cookie").find("other"), std::string::npos);
+}
+
+std::ptrdiff_t CountOf(const LogEntry &entry, const std::vector<LogEntry> &entries) {
+    return std::count(entries.begin(), entries.end(), entry);
+}
+
+TEST(HttpsCookies, AreDoneWithoutWhereTheirStoreIsAPipeOrADevice) {
+    ScriptedServer server(Protocol::kHttps);
+    server.Otherwise([](const Request &request) {
+        return Reply(request.method == "DELETE" ? 204 : 200, "",
+                     {"Set-Cookie: session=abc; Max-Age=1000"});
+    });
+    WriteFile("/tmp/S.json", "x");
+    const LogEntry without{5, "/tmp/dev-web.cookie is no file, the request goes without cookies"};
+    int (*const makers[])() = {[] { return mkfifo("/tmp/dev-web.cookie", 0600); },
+                               [] { return symlink("/dev/zero", "/tmp/dev-web.cookie"); }};
+    for (const auto make : makers) {
+        ASSERT_EQ(make(), 0);
+        auto frame = MemoryFrame(server.Url("/"), "GET");
+        auto file = FileFrame(server.Url("/"), "/tmp/S.json");
+        int httpCode = 0;
+        const LogCapture log;
+        EXPECT_EQ(kHttpsTwin.get(&frame), 0);
+        EXPECT_EQ(kHttpsTwin.post(&frame), 0);
+        EXPECT_EQ(kHttpsTwin.put(&frame), 0);
+        EXPECT_EQ(kHttpsTwin.remove(&frame), 0);
+        EXPECT_EQ(kHttpsTwin.realData(&file, &httpCode), 0);
+        EXPECT_EQ(kHttpsTwin.alarmData(&file), 0);
+        EXPECT_EQ(6, CountOf(without, log.Text()));
+        ASSERT_EQ(unlink("/tmp/dev-web.cookie"), 0);
+    }
+    for (const Request &request : server.WaitForRequests(12)) {
+        EXPECT_FALSE(request.HasHeader("Cookie")) << request.line;
+    }
 }
 
 TEST(HttpCookies, AreNeitherStoredNorSent) {

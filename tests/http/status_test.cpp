@@ -10,8 +10,8 @@ namespace {
 using testing::Contains;
 
 // The statuses that matter, and neighbours; which of them count is each operation's own.
-constexpr int kStatuses[] = {200, 201, 202, 204, 205, 206, 301, 400, 401,
-                             404, 408, 417, 425, 426, 427, 500, 503};
+constexpr int kStatuses[] = {200, 201, 202, 204, 205, 206, 301, 302, 400, 401, 403,
+                             404, 408, 413, 417, 425, 426, 427, 429, 500, 503};
 
 struct Expected {
     std::vector<int> accepted;

@@ -1,10 +1,13 @@
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
+#include <atomic>
 #include <csignal>
+#include <filesystem>
 
 #include "tests/http/curl_record.h"
 #include "tests/http/twins.h"
+#include "tests/support/failing_fstat.h"
 #include "tests/support/files.h"
 #include "tests/support/log_capture.h"
 
@@ -56,6 +59,29 @@ TEST_P(Uploads, OfAFileThatCannotBeOpenedFailWithoutATransfer) {
     EXPECT_EQ(httpCode_, 7);
     EXPECT_EQ(server_.Connections(), 0);
     EXPECT_THAT(log.Text(), testing::Each(LogEntry{5, "Can not open file /tmp/S.json"}));
+}
+
+TEST_P(Uploads, OfAPipeFailAtOnce) {
+    ASSERT_EQ(mkfifo("/tmp/S.json", 0600), 0);
+    auto frame = FileFrame(server_.Url("/"), "/tmp/S.json");
+    const LogCapture log;
+    EXPECT_EQ(RealData(frame), -1);
+    EXPECT_EQ(server_.Connections(), 0);
+    EXPECT_THAT(log.Text(), testing::ElementsAre(LogEntry{5, "Can not open file /tmp/S.json"}));
+}
+
+TEST_P(Uploads, OfAFileWithoutASizeFailWithoutATransfer) {
+    WriteFile("/tmp/S.json", "{}");
+    auto frame = FileFrame(server_.Url("/"), "/tmp/S.json");
+    const LogCapture log;
+    {
+        const FailingFstat failing;
+        EXPECT_EQ(RealData(frame), -1);
+        EXPECT_EQ(client().alarmData(&frame), -1);
+    }
+    EXPECT_EQ(httpCode_, 7);
+    EXPECT_EQ(server_.Connections(), 0);
+    EXPECT_EQ(log.Text(), (std::vector<LogEntry>(2, {5, "Can not open file /tmp/S.json"})));
 }
 
 TEST_P(Uploads, OfAFolderFailWithoutATransfer) {
@@ -162,6 +188,34 @@ TEST_P(Uploads, AbortedByTheReadCallbackFail) {
                                        "application callback,httpcode = 0")}));
 }
 
+std::atomic<bool> gAnswered{false};
+
+std::size_t NoteTheAnswer(char * /*data*/, std::size_t size, std::size_t count, void * /*user*/) {
+    gAnswered = true;
+    return size * count;
+}
+
+std::size_t ReadUntilAnswered(char *data, std::size_t /*size*/, std::size_t /*count*/,
+                              void * /*user*/) {
+    *data = 'x';
+    return gAnswered ? CURL_READFUNC_ABORT : 1;
+}
+
+TEST_P(Uploads, AbortedByTheReadCallbackFailAlthoughTheStatusWas200) {
+    WriteFile("/tmp/S.json", "");
+    std::filesystem::resize_file("/tmp/S.json", 1U << 30U);  // never sent whole before the answer
+    server_.Next({[](Exchange &exchange) {
+                      exchange.Send("HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nhalf");
+                      exchange.AwaitClientClose();
+                  },
+                  Stage::kHead});
+    auto frame = FileFrame(server_.Url("/"), "/tmp/S.json");
+    frame.writeCallback = NoteTheAnswer;
+    frame.readCallback = ReadUntilAnswered;
+    EXPECT_EQ(RealData(frame), -1);
+    EXPECT_EQ(httpCode_, 200);
+}
+
 TEST_P(Uploads, AbortedByTheWriteCallbackFailAlthoughTheStatusWas200) {
     WriteFile("/tmp/S.json", "{}");
     server_.Otherwise([](const Request &) { return Reply(200, "answer"); });
@@ -186,15 +240,18 @@ TEST_P(Uploads, CutByAResetDoNotKillTheHost) {
     // A peer that is gone raises SIGPIPE in whoever writes to it, unless that is prevented.
     std::signal(SIGPIPE, SIG_DFL);
     WriteFile("/tmp/S.json", std::string(8U << 20U, 'x'));
-    auto frame = FileFrame(server_.Url("/"), "/tmp/S.json");
-    frame.readCallback = ReadFromFile;
+    WriteFile("/tmp/T.json", "sent whole");
+    auto large = FileFrame(server_.Url("/"), "/tmp/S.json");
+    auto small = FileFrame(server_.Url("/"), "/tmp/T.json");
+    large.readCallback = ReadFromFile;
+    small.readCallback = ReadFromFile;
     for (int i = 0; i < 5; ++i) {
         server_.Next(ResetAt(Stage::kHead));
-        EXPECT_EQ(RealData(frame), -1);
+        EXPECT_EQ(RealData(large), -1);
         server_.Next(CloseAt(Stage::kRequest));
-        EXPECT_EQ(client().alarmData(&frame), -1);
+        EXPECT_EQ(client().alarmData(&small), -1);
         server_.Next(ResetAt(Stage::kRequest, "HTTP/1.1 500 O\r\nContent-Length: 9\r\n\r\nhalf"));
-        EXPECT_EQ(client().alarmData(&frame), -1);
+        EXPECT_EQ(client().alarmData(&small), -1);
     }
 }
 

@@ -8,7 +8,9 @@ namespace {
 
 std::mutex gMutex;
 std::optional<std::time_t> gNow;
-std::optional<std::promise<void>> gAsked;
+// Never destroyed: a writer may still ask while the process ends.
+auto &gAsked = *new std::optional<std::promise<void>>;
+std::atomic<std::time_t> gPassed{0};
 
 }  // namespace
 
@@ -31,6 +33,17 @@ std::time_t __wrap_time(std::time_t *result) {
     }
     return *gNow;
 }
+
+int __real_clock_gettime(clockid_t clock, timespec *result);
+int __wrap_clock_gettime(clockid_t clock, timespec *result);
+
+int __wrap_clock_gettime(clockid_t clock, timespec *result) {
+    const int failed = __real_clock_gettime(clock, result);
+    if (clock == CLOCK_MONOTONIC) {
+        result->tv_sec += gPassed;
+    }
+    return failed;
+}
 }
 
 namespace corvenna::test {
@@ -47,6 +60,10 @@ ClockAt::~ClockAt() {
 void ClockAt::Set(std::time_t now) {
     const std::lock_guard<std::mutex> lock(gMutex);
     gNow = now;
+}
+
+void LetPass(std::time_t seconds) {
+    gPassed += seconds;
 }
 
 std::future<void> NextTimeAsked() {

@@ -16,6 +16,10 @@ public:
     void Set(std::time_t now);
 };
 
+/// Makes that many seconds pass on the clock that nobody sets. Needs a test program linked with
+/// WRAP clock_gettime.
+void LetPass(std::time_t seconds);
+
 /// A future that is ready once any thread has asked for the time. One at a time.
 std::future<void> NextTimeAsked();
 

@@ -11,10 +11,14 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
+#include "tests/log/clock.h"
 #include "tests/log/rows.h"
+#include "tests/log/terminal.h"
 #include "tests/support/capture_stdout.h"
+#include "tests/support/failing_unlink.h"
 #include "tests/support/files.h"
 #include "tests/support/pauses.h"
 
@@ -122,6 +126,20 @@ TEST(LogDatabase, AMessageWithADoubleQuoteIsNotStored) {
         0, Write(sink, {Node("before"), Node("say \"hi\""), Node("x\"); DELETE FROM log_tbl; --"),
                         Node("t", "a\"b"), Node("after")}));
     EXPECT_EQ((std::vector<std::string>{"before", "after"}), Texts());
+}
+
+TEST(LogDatabase, AnEntryWithADoubleQuoteInAnyOfItsTextsIsNotStored) {
+    constexpr char kPartOfAStatement[] = R"(a"||"b)";  // SQLite would store "ab"
+    std::list<ST_LOG_NODE> queue(5, Node("text"));
+    auto entry = queue.begin();
+    std::strcpy((entry++)->RecordDate, kPartOfAStatement);
+    std::strcpy((entry++)->RecordTime, kPartOfAStatement);
+    std::strcpy((entry++)->log_Type, kPartOfAStatement);
+    std::strcpy((entry++)->log_Desc, kPartOfAStatement);
+    CLogDatabase sink;
+    sink.Init();
+    EXPECT_EQ(0, Write(sink, queue));
+    EXPECT_EQ(std::vector<std::string>{"text"}, Texts());
 }
 
 TEST(LogDatabase, OtherCharactersAreStoredAsTheyAre) {
@@ -260,16 +278,18 @@ TEST(LogDatabase, ACommitThatMeetsAReaderIsRetriedToo) {
 
 TEST(LogDatabase, ABatchSurvivesAReaderThatGoesAway) {
     FillTable(1);
-    Database reader = OpenDatabase();
+    const Database reader = OpenDatabase();
     Execute(reader.get(), "BEGIN EXCLUSIVE");
     CLogDatabase sink;
     sink.LogMaxItemSet(100);
-    std::thread release([&] {
-        usleep(300000);  // longer than one pause of the writer, which is real here
-        Execute(reader.get(), "COMMIT");
+    PauseRecorder pauses;
+    pauses.OnPause([&] {
+        if (pauses.Microseconds().size() == 2) {
+            Execute(reader.get(), "COMMIT");
+        }
     });
     EXPECT_EQ(0, Write(sink, {Node("kept")}));
-    release.join();
+    EXPECT_EQ(std::vector<unsigned>(2, 200000U), pauses.Microseconds());
     EXPECT_EQ((std::vector<std::string>{"1", "kept"}), Texts());
 }
 
@@ -282,7 +302,89 @@ TEST(LogDatabase, AFileThatIsNoDatabaseLosesTheBatchAndGoesOn) {
     EXPECT_TRUE(pauses.Microseconds().empty()) << "only a locked database is waited for";
 }
 
-/// Whether an insert comes back; it does not while the queue is locked.
+TEST(LogDatabase, APipeInTheJournalsPlaceIsTakenAway) {
+    CLogDatabase sink;
+    sink.Init();
+    EXPECT_EQ(0, Write(sink, {Node("before")}));
+    const std::string journal = std::string(kDatabase) + "-journal";
+    ASSERT_EQ(0, mkfifo(journal.c_str(), 0600));
+    EXPECT_EQ(0, Write(sink, {Node("after")}));
+    EXPECT_EQ((std::vector<std::string>{"before", "after"}), Texts());
+    EXPECT_NE(0, access(journal.c_str(), F_OK));
+}
+
+TEST(LogDatabase, APipeInTheJournalsPlaceThatStaysLosesTheBatchAndGoesOn) {
+    CLogDatabase sink;
+    sink.Init();
+    EXPECT_EQ(0, Write(sink, {Node("before")}));
+    const std::string journal = std::string(kDatabase) + "-journal";
+    ASSERT_EQ(0, mkfifo(journal.c_str(), 0600));
+    {
+        const FailingUnlink failing;
+        EXPECT_EQ(0, Write(sink, {Node("lost")}));
+    }
+    EXPECT_EQ(0, Write(sink, {Node("after")}));
+    EXPECT_EQ((std::vector<std::string>{"before", "after"}), Texts());
+}
+
+TEST(LogDatabase, ATerminalInItsOrItsJournalsPlaceIsNotTheHosts) {
+    const Terminal terminal;
+    if (terminal.Path().empty()) {
+        GTEST_SKIP() << "there are no terminals here";
+    }
+    FillTable(1);
+    const std::string journal = std::string(kDatabase) + "-journal";
+    ASSERT_EQ(0, symlink(terminal.Path().c_str(), journal.c_str()));
+    const auto loseBatch = [] {
+        setsid();
+        CLogDatabase sink;
+        sink.Init();
+        _exit(Write(sink, {Node("a")}) == 0 && !HasTerminal() ? 0 : 1);
+    };
+    EXPECT_EXIT(loseBatch(), testing::ExitedWithCode(0), "");
+    EXPECT_EQ((std::vector<std::string>{"1", "a"}), Texts());
+    ASSERT_EQ(0, unlink(kDatabase));
+    ASSERT_EQ(0, symlink(terminal.Path().c_str(), kDatabase));
+    EXPECT_EXIT(loseBatch(), testing::ExitedWithCode(0), "");
+}
+
+TEST(LogDatabase, WhatAForeignDatabaseBringsAlongIsNotRun) {
+    FillTable(1);
+    Execute(OpenDatabase().get(),
+            "CREATE TRIGGER t AFTER INSERT ON log_tbl BEGIN "
+            "UPDATE log_tbl SET log_Desc = 'changed'; END");
+    CLogDatabase sink;
+    sink.Init();
+    EXPECT_EQ(0, Write(sink, {Node("a")}));
+    EXPECT_EQ((std::vector<std::string>{"1", "a"}), Texts());
+}
+
+TEST(LogDatabase, AForeignViewWithoutEndIsNotCounted) {
+    mkdir("/tmp/CloudLog", 0755);
+    Execute(OpenDatabase().get(),
+            "CREATE VIEW log_tbl AS WITH RECURSIVE n(log_Desc) AS "
+            "(SELECT 1 UNION ALL SELECT log_Desc + 1 FROM n) SELECT * FROM n");
+    CLogDatabase sink;
+    sink.Init();
+    EXPECT_EQ(0, Write(sink, {Node("lost")}));
+}
+
+TEST(LogDatabase, AForeignColumnIsMadeOfAMebibyteAtMost) {
+    mkdir("/tmp/CloudLog", 0755);
+    for (const auto &[bytes, rows] : {std::pair(1048576, 1U), std::pair(1048577, 0U)}) {
+        unlink(kDatabase);
+        Execute(OpenDatabase().get(),
+                "CREATE TABLE log_tbl(RecordDate, RecordTime, log_Type, log_Desc, "
+                "large AS (length(zeroblob(" +
+                    std::to_string(bytes) + "))) CHECK (large > 0))");
+        CLogDatabase sink;
+        sink.Init();
+        EXPECT_EQ(0, Write(sink, {Node("a")}));
+        EXPECT_EQ(rows, Query("SELECT log_Desc FROM log_tbl").size());
+    }
+}
+
+/// Whether an insert comes back within a moment; it does not while the queue is locked for good.
 bool InsertReturns(CLogDatabase &sink) {
     auto done = std::make_shared<std::promise<void>>();
     std::future<void> returned = done->get_future();
@@ -303,7 +405,7 @@ bool InsertReturns(CLogDatabase &sink) {
 TEST(LogDatabase, ATableThatCannotBeMadeLeavesTheQueueLocked) {
     WriteFile("/tmp/CloudLog", "a file where the directory should be");
     auto *sink = new CLogDatabase;  // never destroyed: a caller is left waiting in it
-    EXPECT_TRUE(InsertReturns(*sink));
+    EXPECT_EQ(0, sink->InsertLog("INFO", "x")) << "the queue is free at first";
     std::list<ST_LOG_NODE> queue{Node("a")};
     EXPECT_EQ(-1, sink->WriteLog(&queue));
     EXPECT_EQ(1U, queue.size());
@@ -353,6 +455,22 @@ TEST(LogDatabase, TheDestructorWaitsTenSecondsAtMostForALockedDatabase) {
         }
     });
     EXPECT_EQ(std::vector<unsigned>(50, 200000U), pauses.Microseconds());
+}
+
+TEST(LogDatabase, TheDestructorWaitsNoLongerWhenItsPausesTakeLongerThanAsked) {
+    FillTable(1);
+    const Database reader = OpenDatabase();
+    Execute(reader.get(), "BEGIN EXCLUSIVE");
+    PauseRecorder pauses;
+    pauses.OnPause([] { LetPass(4); });
+    Printed([] {
+        CLogDatabase sink;
+        sink.LogMaxItemSet(100);
+        for (int i = 0; i < 10; ++i) {
+            sink.InsertLog("INFO", "lost");
+        }
+    });
+    EXPECT_EQ(std::vector<unsigned>(3, 200000U), pauses.Microseconds());
 }
 
 TEST(LogDatabase, NullTextsAreEmpty) {

@@ -1,13 +1,8 @@
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <chrono>
-#include <future>
-#include <mutex>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "log/log.h"
@@ -16,6 +11,7 @@
 #include "log/singleton.h"
 #include "tests/log/child.h"
 #include "tests/log/rows.h"
+#include "tests/log/sleepers.h"
 #include "tests/support/files.h"
 
 namespace {
@@ -23,11 +19,6 @@ namespace {
 std::vector<std::size_t> gStacks;
 std::vector<int> gDetachStates;
 bool gRefuseThreads = false;
-
-std::mutex gSleepMutex;
-std::vector<unsigned> gSleeps;
-std::promise<void> gTwoSleep;
-bool gHoldSleepers = false;
 
 }  // namespace
 
@@ -48,26 +39,6 @@ int __wrap_pthread_create(pthread_t *thread, const pthread_attr_t *attributes,
         gDetachStates.push_back(state);
     }
     return gRefuseThreads ? EAGAIN : __real_pthread_create(thread, attributes, body, argument);
-}
-
-unsigned __real_sleep(unsigned seconds);
-unsigned __wrap_sleep(unsigned seconds);
-
-/// Notes how long the writers sleep, and never wakes them, when told to.
-unsigned __wrap_sleep(unsigned seconds) {
-    if (!gHoldSleepers) {
-        return __real_sleep(seconds);
-    }
-    {
-        const std::lock_guard<std::mutex> lock(gSleepMutex);
-        gSleeps.push_back(seconds);
-        if (gSleeps.size() == 2) {
-            gTwoSleep.set_value();
-        }
-    }
-    for (;;) {
-        pause();
-    }
 }
 }
 
@@ -125,12 +96,9 @@ TEST(LogInit, KeepsSinksWhoseThreadsCannotBeMade) {
 }
 
 TEST(LogInit, TheWritersSleepFiveSecondsBetweenTheirRounds) {
-    gHoldSleepers = true;
-    std::future<void> bothSleep = gTwoSleep.get_future();
+    Sleepers sleepers;
     log_init(0);
-    ASSERT_EQ(std::future_status::ready, bothSleep.wait_for(std::chrono::seconds(30)));
-    const std::lock_guard<std::mutex> lock(gSleepMutex);
-    EXPECT_EQ(std::vector<unsigned>(2, 5U), gSleeps);
+    EXPECT_EQ(std::vector<unsigned>(2, 5U), sleepers.WaitFor(2));
 }
 
 TEST(LogInit, SetsTheRowCap) {
@@ -305,24 +273,21 @@ TEST(Singleton, IsOneObjectOfItsType) {
     EXPECT_EQ(&Singleton<CLogTxt>::Instance(), &Singleton<CLogTxt>::Instance());
 }
 
-TEST(Log, ReachesTheDiskWithinTwoRoundsOfTheWriters) {
+TEST(Log, ReachesTheDiskInTheNextRoundOfItsWriter) {
+    Sleepers sleepers;
     log_init(0);
-    // Past the writers' first round, so that the next one is five seconds away at most.
-    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    std::size_t rounds = 2;  // each writer's first, which has nothing to write
+    sleepers.WaitFor(rounds);
     log_DB(kLogInfo, "seen while running");
     log_Text(kLogInfo, "seen while running");
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    bool database = false;
-    bool text = false;
-    while (!(database && text) && std::chrono::steady_clock::now() < deadline) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
-        text = AllText().find(" seen while running\n") != std::string::npos;
-        database = access(kDatabase, F_OK) == 0 &&
-                   !Query("SELECT 1 FROM sqlite_master WHERE name='log_tbl'").empty() &&
-                   !Query("SELECT Pid FROM log_tbl").empty();
+    // Which of the two wakes is not known; one that has had its turn finds nothing new.
+    while (AllText().empty() || access(kDatabase, F_OK) != 0) {
+        sleepers.Wake();
+        sleepers.WaitFor(++rounds);
     }
-    EXPECT_TRUE(text);
-    EXPECT_TRUE(database);
+    EXPECT_NE(std::string::npos, AllText().find(" seen while running\n"));
+    EXPECT_EQ(std::vector<std::string>{"seen while running"},
+              Query("SELECT log_Desc FROM log_tbl"));
 }
 
 }  // namespace

@@ -10,7 +10,10 @@
 #include <vector>
 
 #include "tests/log/clock.h"
+#include "tests/log/day_files.h"
+#include "tests/log/terminal.h"
 #include "tests/support/capture_stdout.h"
+#include "tests/support/failing_fstat.h"
 #include "tests/support/files.h"
 
 namespace corvenna::test {
@@ -27,21 +30,6 @@ ST_TXT_LOG_NODE Node(const std::string &text, const std::string &type = "INFO") 
     return node;
 }
 
-std::string DayFile(std::time_t time) {
-    char name[64];
-    std::tm broken{};
-    localtime_r(&time, &broken);
-    std::strftime(name, sizeof name, "/tmp/CloudLog/%m%d_log.txt", &broken);
-    return name;
-}
-
-/// Today's file; a test that runs across midnight finds its entries in either day's.
-std::string Today() {
-    const std::string now = DayFile(std::time(nullptr));
-    const std::string before = DayFile(std::time(nullptr) - 60);
-    return access(now.c_str(), F_OK) == 0 ? now : before;
-}
-
 int Write(CLogTxt &sink, std::list<ST_TXT_LOG_NODE> queue) {
     return sink.WriteLog(&queue);
 }
@@ -52,7 +40,7 @@ TEST(LogTxt, AnEntryIsAHeaderLineAndTheTextBehindABlank) {
     EXPECT_EQ(
         "2024-03-05 07:08:09 logType:INFO\n hello\n"
         "2024-03-05 07:08:09 logType:ERROR\n line end\n\n",
-        ReadFile(Today()));
+        ReadFile(TodaysFile()));
 }
 
 TEST(LogTxt, BatchesAreAppended) {
@@ -62,13 +50,13 @@ TEST(LogTxt, BatchesAreAppended) {
     EXPECT_EQ(
         "2024-03-05 07:08:09 logType:INFO\n a\n"
         "2024-03-05 07:08:09 logType:INFO\n b\n",
-        ReadFile(Today()));
+        ReadFile(TodaysFile()));
 }
 
 TEST(LogTxt, TheFileIsNamedAfterTodayWhateverTheEntriesSay) {
     CLogTxt sink;
     EXPECT_EQ(0, Write(sink, {Node("queued long ago")}));
-    EXPECT_EQ(std::vector<std::string>{Today().substr(sizeof kFolder)}, ListFolder(kFolder));
+    EXPECT_EQ(std::vector<std::string>{TodaysFile().substr(sizeof kFolder)}, ListFolder(kFolder));
 }
 
 std::time_t Local(int year, int month, int day, int hour, int minute, int second) {
@@ -103,7 +91,7 @@ TEST(LogTxt, TheFileIsForItsOwnersEyesOnly) {
     CLogTxt sink;
     EXPECT_EQ(0, Write(sink, {Node("a")}));
     struct stat status {};
-    ASSERT_EQ(0, stat(Today().c_str(), &status));
+    ASSERT_EQ(0, stat(TodaysFile().c_str(), &status));
     EXPECT_EQ(0400U, status.st_mode & 07777U);
 }
 
@@ -111,10 +99,10 @@ TEST(LogTxt, AMissingDirectoryIsMadeBeforeEachWrite) {
     umask(0);
     CLogTxt sink;
     EXPECT_EQ(0, Write(sink, {Node("a")}));
-    ASSERT_EQ(0, unlink(Today().c_str()));
+    ASSERT_EQ(0, unlink(TodaysFile().c_str()));
     ASSERT_EQ(0, rmdir(kFolder));
     EXPECT_EQ(0, Write(sink, {Node("b")}));
-    EXPECT_EQ("2024-03-05 07:08:09 logType:INFO\n b\n", ReadFile(Today()));
+    EXPECT_EQ("2024-03-05 07:08:09 logType:INFO\n b\n", ReadFile(TodaysFile()));
     struct stat status {};
     ASSERT_EQ(0, stat(kFolder, &status));
     EXPECT_EQ(0755U, status.st_mode & 07777U);
@@ -139,11 +127,51 @@ TEST(LogTxt, AFileThatCannotBeOpenedIsPrintedAndTheEntriesStay) {
     rmdir(name.c_str());
 }
 
+TEST(LogTxt, APipeIsNoDayFile) {
+    const std::string name = DayFile(std::time(nullptr));
+    mkdir(kFolder, 0755);
+    ASSERT_EQ(0, mkfifo(name.c_str(), 0600));
+    CLogTxt sink;
+    std::list<ST_TXT_LOG_NODE> queue{Node("a")};
+    EXPECT_EQ("Open " + name + " failed\n", Printed([&] { EXPECT_EQ(-1, sink.WriteLog(&queue)); }));
+    EXPECT_EQ(1U, queue.size());
+    unlink(name.c_str());
+}
+
+TEST(LogTxt, ATerminalIsNoDayFileAndNotTheHosts) {
+    const Terminal terminal;
+    if (terminal.Path().empty()) {
+        GTEST_SKIP() << "there are no terminals here";
+    }
+    const std::string name = DayFile(std::time(nullptr));
+    mkdir(kFolder, 0755);
+    ASSERT_EQ(0, symlink(terminal.Path().c_str(), name.c_str()));
+    EXPECT_EXIT(
+        {
+            setsid();
+            CLogTxt sink;
+            std::list<ST_TXT_LOG_NODE> queue{Node("a")};
+            const bool refused = sink.WriteLog(&queue) == -1 && queue.size() == 1;
+            _exit(refused && !HasTerminal() ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "");
+    unlink(name.c_str());
+}
+
+TEST(LogTxt, AFileThatCannotBeExaminedIsWrittenAllTheSame) {
+    CLogTxt sink;
+    {
+        const FailingFstat failing;
+        EXPECT_EQ(0, Write(sink, {Node("a")}));
+    }
+    EXPECT_EQ("2024-03-05 07:08:09 logType:INFO\n a\n", ReadFile(TodaysFile()));
+}
+
 TEST(LogTxt, ALongEntryIsCutAt2047Bytes) {
     CLogTxt sink;
     EXPECT_EQ(0, Write(sink, {Node(std::string(2046, 'x'))}));
     const std::string header = "2024-03-05 07:08:09 logType:INFO\n ";
-    EXPECT_EQ(header + std::string(2047 - header.size(), 'x'), ReadFile(Today()));
+    EXPECT_EQ(header + std::string(2047 - header.size(), 'x'), ReadFile(TodaysFile()));
 }
 
 TEST(LogTxt, TheFileStopsGrowingBeyondOneMebibyte) {
@@ -255,6 +283,12 @@ TEST(DayFiles, TheNameIsCutToItsRoom) {
     EXPECT_STREQ("/tmp/Clou", name);
 }
 
+TEST(DayFiles, AreCountedWithoutARoomForTheName) {
+    MakeDayFiles({1230, 1231});
+    CLogTxt sink;
+    EXPECT_EQ(2, sink.GetFirstLogTxt(nullptr, 0));
+}
+
 TEST(DayFiles, WithoutAnyTheNameIsLeftAlone) {
     CLogTxt sink;
     char name[128] = "as it was";
@@ -274,6 +308,11 @@ TEST(LogDirectory, IsMadeWithAllThatIsMissingAboveIt) {
         EXPECT_EQ(0755U, status.st_mode & 07777U) << folder;
     }
     EXPECT_EQ(0, sink.CreateDirectory("/tmp/a/b/c/")) << "with a slash, and there already";
+}
+
+TEST(LogDirectory, OfAnEmptyPathIsThere) {
+    CLogTxt sink;
+    EXPECT_EQ(0, sink.CreateDirectory(""));
 }
 
 TEST(LogDirectory, FailsWhereItCannotBeMade) {
@@ -308,8 +347,18 @@ TEST(LogTxt, TheDestructorWritesWhatIsQueued) {
         CLogTxt sink;
         EXPECT_EQ(0, sink.InsertLog("WARN", "last words"));
     }
-    const std::string content = ReadFile(Today());
+    const std::string content = ReadFile(TodaysFile());
     EXPECT_EQ(" logType:WARN\n last words\n", content.substr(content.find(" logType")));
+}
+
+TEST(LogTxt, TheDestructorDropsWhatIsQueuedForAFileBeyondItsLimit) {
+    const std::string full(1048577, 'x');
+    WriteFile(TodaysFile(), full);
+    {
+        CLogTxt sink;
+        EXPECT_EQ(0, sink.InsertLog("WARN", "too late"));
+    }
+    EXPECT_EQ(full, ReadFile(TodaysFile()));
 }
 
 TEST(LogTxt, InsertKeeps2046Characters) {
@@ -318,7 +367,7 @@ TEST(LogTxt, InsertKeeps2046Characters) {
         sink.InsertLog("T", std::string(5000, 'y').c_str());
     }
     // The line is cut again, at 2047 bytes with its header.
-    EXPECT_EQ(2047U, ReadFile(Today()).size());
+    EXPECT_EQ(2047U, ReadFile(TodaysFile()).size());
 }
 
 }  // namespace

@@ -1,12 +1,22 @@
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <chrono>
+#include <ctime>
+#include <filesystem>
+#include <list>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "log/log.h"
+#include "log/log_database.h"
+#include "log/log_txt.h"
+#include "log/singleton.h"
 #include "tests/log/child.h"
 #include "tests/log/rows.h"
+#include "tests/log/sleepers.h"
+#include "tests/log/waits.h"
 #include "tests/support/files.h"
 
 namespace corvenna::test {
@@ -71,26 +81,36 @@ TEST(ProcessEnd, LosesNothingOfThreadsThatHaveEnded) {
     }
 }
 
+/// Logs for ever, but not so fast that it fills queue or files beside a thread that stands still.
+void LogForEver() {
+    constexpr int kAtOnce = 1000;
+    for (int i = 0;; ++i) {
+        log_DB(kLogInfo, "busy");
+        log_Text(kLogInfo, "busy");
+        if (i < kAtOnce) {
+            std::this_thread::yield();
+        } else {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+    }
+}
+
 TEST(ProcessEnd, IsNotDisturbedByThreadsThatGoOnLogging) {
     for (int round = 0; round < 5; ++round) {
         EXPECT_EQ(0, RunAsProcess([] {
                       log_init(0);
                       for (int caller = 0; caller < 4; ++caller) {
-                          std::thread([] {
-                              for (;;) {
-                                  log_DB(kLogInfo, "busy");
-                                  log_Text(kLogInfo, "busy");
-                                  std::this_thread::yield();
-                              }
-                          }).detach();
+                          std::thread(LogForEver).detach();
                       }
                       log_Text(kLogInfo, "orderly end");
                       log_DB(kLogInfo, "orderly end");
                   }));
+        EXPECT_EQ(1U, LinesWith(" orderly end\n"));
+        EXPECT_EQ(std::vector<std::string>{"1"},
+                  Query("SELECT COUNT(*) FROM log_tbl WHERE log_Desc='orderly end'"));
+        // Each round's own: a folder that is full takes no more.
+        std::filesystem::remove_all("/tmp/CloudLog");
     }
-    EXPECT_EQ(5U, LinesWith(" orderly end\n"));
-    EXPECT_EQ(std::vector<std::string>{"5"},
-              Query("SELECT COUNT(*) FROM log_tbl WHERE log_Desc='orderly end'"));
 }
 
 TEST(ProcessEnd, LateMessagesOfOtherDestructorsAreHarmless) {
@@ -111,9 +131,82 @@ TEST(ProcessEnd, LateMessagesOfOtherDestructorsAreHarmless) {
 TEST(ProcessEnd, DoesNotWaitForASinkThatIsLockedForGood) {
     WriteFile("/tmp/CloudLog", "in the way of the directory");
     EXPECT_EQ(0, RunAsProcess([] {
-                  log_init(0);
-                  log_DB(kLogInfo, "cannot be stored");
+                  auto &sink = Singleton<CLogDatabase>::Instance();
+                  std::list<ST_LOG_NODE> batch(1);
+                  EXPECT_EQ(-1, sink.WriteLog(&batch));
+                  sink.Finish();
+                  EXPECT_TRUE(Waits::All().empty());
               }));
+}
+
+void FinishBoth() {
+    Singleton<CLogDatabase>::Instance().Finish();
+    Singleton<CLogTxt>::Instance().Finish();
+}
+
+TEST(ProcessEnd, HasOneLimitOfTenSecondsForBothSinksThatNoClockChangeMoves) {
+    EXPECT_EQ(0, RunAsProcess([] {
+                  Sleepers sleepers;
+                  log_init(0);
+                  sleepers.WaitFor(2);
+                  log_DB(kLogInfo, "m");
+                  log_Text(kLogInfo, "m");
+                  timespec before{};
+                  timespec after{};
+                  clock_gettime(CLOCK_MONOTONIC, &before);
+                  FinishBoth();
+                  clock_gettime(CLOCK_MONOTONIC, &after);
+                  const std::vector<Waits::Wait> waits = Waits::All();
+                  ASSERT_EQ(4U, waits.size()) << "each sink's queue, and its file";
+                  for (const Waits::Wait &wait : waits) {
+                      EXPECT_EQ(CLOCK_MONOTONIC, wait.clock);
+                      EXPECT_EQ(waits[0].until.tv_sec, wait.until.tv_sec);
+                      EXPECT_EQ(waits[0].until.tv_nsec, wait.until.tv_nsec);
+                      EXPECT_LE(before.tv_sec + 10, wait.until.tv_sec);
+                      EXPECT_GE(after.tv_sec + 10, wait.until.tv_sec);
+                  }
+              }));
+}
+
+TEST(ProcessEnd, GoesOnWhenTheLimitRunsOut) {
+    EXPECT_EQ(0, RunAsProcess([] {
+                  Sleepers sleepers;
+                  log_init(0);
+                  sleepers.WaitFor(2);
+                  log_DB(kLogInfo, "m");
+                  log_Text(kLogInfo, "m");
+                  Waits::RunOut();
+                  FinishBoth();
+                  EXPECT_EQ(2U, Waits::All().size()) << "who holds the queue is not disturbed";
+              }));
+    EXPECT_EQ(0U, LinesWith(" m\n"));
+    EXPECT_NE(0, access(kDatabase, F_OK));
+}
+
+TEST(ProcessEnd, WritesNothingToADayFileThatIsHeldUntilTheLimit) {
+    EXPECT_EQ(0, RunAsProcess([] {
+                  Sleepers sleepers;
+                  log_init(0);
+                  sleepers.WaitFor(2);
+                  log_Text(kLogInfo, "m");
+                  Waits::RunOut(1);
+                  Singleton<CLogTxt>::Instance().Finish();
+                  EXPECT_EQ(2U, Waits::All().size()) << "the queue's, then the file's";
+              }));
+    EXPECT_EQ(0U, LinesWith(" m\n"));
+}
+
+TEST(ProcessEnd, WritesNothingToADatabaseThatIsHeldUntilTheLimit) {
+    EXPECT_EQ(0, RunAsProcess([] {
+                  Sleepers sleepers;
+                  log_init(0);
+                  sleepers.WaitFor(2);
+                  log_DB(kLogInfo, "m");
+                  Waits::RunOut(1);
+                  Singleton<CLogDatabase>::Instance().Finish();
+                  EXPECT_EQ(2U, Waits::All().size()) << "the queue's, then the database's";
+              }));
+    EXPECT_TRUE(Query("SELECT log_Desc FROM log_tbl").empty());
 }
 
 }  // namespace

@@ -10,7 +10,7 @@
 namespace corvenna::test {
 
 constexpr char kDatabase[] = "/tmp/CloudLog/Cloudlog.db";
-constexpr int kPatienceMilliseconds = 30000;
+constexpr int kPatienceMilliseconds = 300000;
 
 struct CloseDatabase {
     void operator()(sqlite3 *database) const { sqlite3_close(database); }

@@ -18,7 +18,7 @@ namespace {
 class DamagedAnswer : public testing::TestWithParam<Answer> {
 protected:
     void SetUp() override { testing::internal::CaptureStderr(); }
-    void TearDown() override { testing::internal::GetCapturedStderr(); }
+    void TearDown() override { EXPECT_EQ("", testing::internal::GetCapturedStderr()); }
 
     static void ParseBoth(const std::string &json, const std::string &xml) {
         EXPECT_NO_THROW(ParseAnything(GetParam(), "json", json));

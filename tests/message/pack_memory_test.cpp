@@ -1,11 +1,12 @@
 #include "message/pack_memory.h"
 
 #include <gtest/gtest.h>
+#include <libxml/tree.h>
+#include <libxml/xmlIO.h>
 #include <zlib.h>
 
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -14,6 +15,7 @@
 #include "config/sn_set.h"
 #include "config/sys_set.h"
 #include "log/log.h"
+#include "message/body.h"
 #include "message/devices_body.h"
 #include "plugin/instances.h"
 #include "tests/support/files.h"
@@ -124,6 +126,38 @@ const std::string kGatewayXml =
     "    <room name=\"Room\" desc=\"room &lt;1&gt;\" camera=\"reserve\"/>\n"
     "  </gw>\n"
     "</data>\n";
+
+/// libxml2 reports errors to the host's handler unless a guard is held.
+void HostHandler(void * /*context*/, xmlErrorPtr /*error*/) {}
+
+/// How often libxml2 built and saved while the guard was held, and while it was not.
+int gGuarded = 0;
+int gUnguarded = 0;
+
+void CountCall() {
+    ++(xmlStructuredError == HostHandler ? gUnguarded : gGuarded);
+}
+
+TEST_F(Body, AsXmlIsBuiltAndSavedUnderTheGuard) {
+    xmlSetStructuredErrorFunc(nullptr, HostHandler);
+    gGuarded = gUnguarded = 0;
+    Status("xml", "m", 1);
+    EXPECT_EQ(gGuarded, 3);  // two attributes and the document
+    EXPECT_EQ(gUnguarded, 0);
+    EXPECT_EQ(xmlStructuredError, HostHandler);
+    xmlSetStructuredErrorFunc(nullptr, nullptr);
+}
+
+TEST_F(Body, EveryNameOfItsXmlIsInTheDictionary) {
+    const int names = xmlDictSize(BodyNames());
+    AddDevice(1, 3, "/quorvane/Config/Meter1.xml", "");
+    Gateway("xml");
+    Devices("xml");
+    Status("xml", "m", 1);
+    Recall("xml", 0, 1);
+    EXPECT_EQ(xmlDictSize(BodyNames()), names) << "a name that is missing is added on the way";
+    EXPECT_EQ(names, 20);
+}
 
 TEST_F(Body, OfTheGateway) {
     EXPECT_EQ(kGatewayJson, Gateway("json"));
@@ -303,3 +337,21 @@ TEST_F(Body, OfManyDevicesIsCutAtTheBuffersEnd) {
 
 }  // namespace
 }  // namespace corvenna::test
+
+extern "C" {
+
+xmlAttrPtr __real_xmlNewProp(xmlNodePtr node, const xmlChar *name, const xmlChar *value);
+void __real_xmlNodeDumpOutput(xmlOutputBufferPtr output, xmlDocPtr document, xmlNodePtr node,
+                              int level, int format, const char *encoding);
+
+xmlAttrPtr __wrap_xmlNewProp(xmlNodePtr node, const xmlChar *name, const xmlChar *value) {
+    corvenna::test::CountCall();
+    return __real_xmlNewProp(node, name, value);
+}
+
+void __wrap_xmlNodeDumpOutput(xmlOutputBufferPtr output, xmlDocPtr document, xmlNodePtr node,
+                              int level, int format, const char *encoding) {
+    corvenna::test::CountCall();
+    __real_xmlNodeDumpOutput(output, document, node, level, format, encoding);
+}
+}

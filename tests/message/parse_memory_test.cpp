@@ -269,7 +269,7 @@ TEST_F(Parse, AnXmlAnswerWithoutARootIsLoggedByItsOperation) {
     EXPECT_EQ(-1, Devices("xml", "<data>"));
     EXPECT_EQ(-1, Files("xml", "no xml"));
     EXPECT_EQ(-1, Recalls("xml", "   "));
-    testing::internal::GetCapturedStderr();
+    EXPECT_EQ("", testing::internal::GetCapturedStderr());
     EXPECT_EQ((std::vector<LogEntry>{{4, "ParseGateWayInfoFromMemory err, Data is empty"},
                                      {4, "ParseDevicesInfoFromMemory err, Data is empty"},
                                      {4, "ParseRecallTimeFromMemory err, Data is empty"},
@@ -298,7 +298,7 @@ TEST_F(Parse, XmlIsReadByItsLength) {
     EXPECT_EQ(-1, parser_.ParseDownFileFromMemory("xml", answer.c_str(), 10, &files_));
     EXPECT_EQ(-1, parser_.ParseDownFileFromMemory("xml", answer.c_str(), 0, &files_));
     EXPECT_EQ(-1, parser_.ParseDownFileFromMemory("xml", answer.c_str(), -5, &files_));
-    testing::internal::GetCapturedStderr();
+    EXPECT_EQ("", testing::internal::GetCapturedStderr());
     EXPECT_EQ(1U, files_.size());
 }
 
@@ -426,8 +426,38 @@ TEST_F(Parse, OfAnAnswerInTwoPiecesNeitherIsUnderstood) {
     const std::string xml = kAnswers[3].xml;
     EXPECT_EQ(-1, Recalls("xml", xml.substr(0, 40)));
     EXPECT_EQ(-1, Recalls("xml", xml.substr(40)));
-    testing::internal::GetCapturedStderr();
+    EXPECT_EQ("", testing::internal::GetCapturedStderr());
     EXPECT_TRUE(ranges_.empty());
+}
+
+TEST_F(Parse, AFullListTakesNoMoreAndOneMessageSaysSo) {
+    std::string nodes;
+    for (int i = 0; i < 5000; ++i) {
+        nodes += "<node/>";
+    }
+    EXPECT_EQ(0, Files("xml", "<data>" + nodes + "</data>"));
+    EXPECT_EQ(4096U, files_.size());
+    bool cut = false;
+    EXPECT_EQ(0, parser_.ReadDownFileFromMemory("xml", "<data/>", 7, &files_, cut));
+    EXPECT_FALSE(cut) << "nothing was left out";
+    EXPECT_EQ(0, parser_.ReadDownFileFromMemory("xml", "<data><node/></data>", 20, &files_, cut));
+    EXPECT_TRUE(cut);
+    EXPECT_EQ(4096U, files_.size());
+    const LogEntry full{5, "the list is full with 4096 entries, the rest is ignored"};
+    EXPECT_EQ(log_.Text(), (std::vector<LogEntry>{full, full}));
+}
+
+TEST_F(Parse, NothingShorterThanFourCharactersIsAnXmlDocument) {
+    for (const char *answer : {"", "<", "<a", "<a/"}) {
+        EXPECT_EQ(-1, Recalls("xml", answer));
+    }
+    EXPECT_EQ(-1, Recalls("xml", "<a/>"));
+    EXPECT_EQ((std::vector<LogEntry>{{4, "ParseRecallTimeFromMemory err, Data is empty"},
+                                     {4, "ParseRecallTimeFromMemory err, Data is empty"},
+                                     {4, "ParseRecallTimeFromMemory err, Data is empty"},
+                                     {4, "ParseRecallTimeFromMemory err, Data is empty"},
+                                     {4, "ParseRecallTimeFromMemory,Root node is not data"}}),
+              log_.Text());
 }
 
 }  // namespace

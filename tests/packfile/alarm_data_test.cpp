@@ -2,7 +2,6 @@
 
 #include <ctime>
 #include <limits>
-#include <regex>
 #include <string>
 #include <vector>
 

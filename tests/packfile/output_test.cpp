@@ -8,10 +8,12 @@
 #include <csignal>
 #include <cstring>
 #include <filesystem>
+#include <functional>
 #include <random>
 #include <string>
 #include <vector>
 
+#include "base/xml.h"
 #include "config/channel_set.h"
 #include "config/sys_set.h"
 #include "plugin/instances.h"
@@ -69,7 +71,7 @@ protected:
     /// What a call without compression writes.
     std::string PlainText() {
         Configure(GetParam());
-        const std::string text = RealDataText();
+        std::string text = RealDataText();
         std::filesystem::remove(files_.at(0));
         files_.clear();
         Configure(GetParam(), true);
@@ -190,6 +192,19 @@ TEST_P(Output, CompressedFileThatCannotBeOpenedIsAnError) {
     EXPECT_FALSE(LoggedAt(3));
 }
 
+TEST_P(Output, PipeInTheFilesPlaceFailsAtOnce) {
+    for (const bool compress : {false, true}) {
+        Configure(GetParam(), compress);
+        const std::string pipe = dir_ + "/S20240305070809." + GetParam() + (compress ? "z" : "");
+        ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+        EXPECT_EQ(CreateRealData(), -1);
+        EXPECT_TRUE(files_.empty());
+        EXPECT_FALSE(LoggedAt(3));
+        EXPECT_TRUE(LoggedAt(IsJson() || compress ? 5 : 4));
+        EXPECT_TRUE(std::filesystem::is_fifo(pipe));
+    }
+}
+
 TEST(XmlOutput, FileThatCannotBeOpenedIsAWarning) {
     const LogCapture log;
     SetZone("UTC0");
@@ -215,6 +230,77 @@ TEST(XmlOutput, AlarmFileThatCannotBeOpenedIsAWarning) {
     EXPECT_EQ(log.Text()[0].level, 4);
     EXPECT_EQ(log.Text()[0].text.substr(0, 37), "CreateAlarmDataXmlFile /tmp/absent/T2");
     EXPECT_EQ(log.Text()[0].text.substr(log.Text()[0].text.size() - 11), ".xml failed");
+}
+
+/// The folders below /tmp that hold the file which a writer makes of its path.
+std::vector<std::string> WhereItLands(const std::vector<std::string> &folders,
+                                      const std::function<void(const std::string &path)> &write,
+                                      const std::string &dir) {
+    for (const std::string &folder : folders) {
+        std::filesystem::remove_all("/tmp/" + folder);
+        std::filesystem::create_directories("/tmp/" + folder);
+    }
+    write(dir);
+    std::vector<std::string> found;
+    for (const std::string &folder : folders) {
+        if (!ListFolder("/tmp/" + folder).empty()) {
+            found.push_back(folder);
+        }
+    }
+    return found;
+}
+
+void SaveByLibxml2(const std::string &folder) {
+    const XmlDocument document(xmlNewDoc(ToXml("1.0")));
+    xmlSaveFormatFileEnc((folder + "/file.xml").c_str(), document.get(), "UTF-8", 1);
+}
+
+using XmlPath = PackingTest;
+
+TEST_F(XmlPath, LeadsWhereLibxml2SavesIt) {
+    Configure("xml");
+    const std::vector<std::vector<std::string>> kFolders = {{"a%20b", "a b"},
+                                                            {"a%20b"},
+                                                            {"a b"},
+                                                            {"a%zz"},
+                                                            {"a%2"},
+                                                            {"50%"},
+                                                            {"a%2520", "a%20"},
+                                                            {"x:a%20b", "x:a b"},
+                                                            {"a#%20b", "a# b"},
+                                                            {"a?%41", "a?A"},
+                                                            {"a^%41", "a^A"}};
+    for (const auto &folders : kFolders) {
+        const std::string dir = "/tmp/" + folders[0];
+        const auto byLibxml2 = WhereItLands(folders, SaveByLibxml2, dir);
+        const auto byUs = WhereItLands(
+            folders,
+            [this](const std::string &folder) {
+                dir_ = folder;
+                CreateRealData();
+            },
+            dir);
+        EXPECT_EQ(byUs, byLibxml2) << dir;
+    }
+}
+
+TEST_F(XmlPath, MayBeTheUrlOfAFile) {
+    Configure("xml");
+    const std::vector<std::string> folders = {"a b", "a%20b", "ab"};
+    for (const char *dir :
+         {"file:///tmp/ab", "FILE:///tmp/ab", "file://localhost/tmp/ab", "File://LocalHost/tmp/ab",
+          "file:///tmp/a%20b", "FILE:///tmp/a%20b", "file%3A///tmp/ab", "file:/tmp/ab",
+          "file://tmp/ab", "file://otherhost/tmp/ab", "file:///nowhere"}) {
+        const auto byLibxml2 = WhereItLands(folders, SaveByLibxml2, dir);
+        const auto byUs = WhereItLands(
+            folders,
+            [this](const std::string &folder) {
+                dir_ = folder;
+                CreateRealData();
+            },
+            dir);
+        EXPECT_EQ(byUs, byLibxml2) << dir;
+    }
 }
 
 using JsonOutput = PackingTest;
@@ -329,12 +415,20 @@ protected:
 
 INSTANTIATE_TEST_SUITE_P(Formats, FullFileSystem, testing::Values("json", "xml"), FormatName);
 
-TEST_P(FullFileSystem, UncompressedFileIsNotListed) {
+TEST_P(FullFileSystem, UncompressedFileIsNotListedAndTakenAway) {
     Configure(GetParam());
     EXPECT_EQ(CreateRealData(), -1);
     EXPECT_TRUE(files_.empty());
-    EXPECT_FALSE(LoggedAt(3));
-    EXPECT_TRUE(LoggedAt(ByFormat(5, 4)));
+    EXPECT_TRUE(ListFolder(dir_).empty());
+    const std::string path = dir_ + "/S20240305070809." + GetParam();
+    Entries expected{
+        {5, "Data file " + path + ": write failed: " + std::strerror(ENOSPC)},
+        {4, "CreateRealDataXmlFile " + path + " failed"},
+    };
+    if (IsJson()) {
+        expected.pop_back();
+    }
+    EXPECT_EQ(log_.Text(), expected);
 }
 
 TEST_P(FullFileSystem, CompressedFileIsNotListedAndTakenAway) {
@@ -344,12 +438,6 @@ TEST_P(FullFileSystem, CompressedFileIsNotListedAndTakenAway) {
     EXPECT_FALSE(LoggedAt(3));
     EXPECT_TRUE(LoggedAt(5));
     EXPECT_TRUE(ListFolder(dir_).empty());
-}
-
-TEST_P(FullFileSystem, UncompressedJsonIsTakenAwayWhatLibxml2BeganStays) {
-    Configure(GetParam());
-    CreateRealData();
-    EXPECT_EQ(ListFolder(dir_).empty(), IsJson());
 }
 
 TEST_P(FullFileSystem, SmallFileStillFits) {
@@ -368,6 +456,16 @@ TEST_P(FullFileSystem, ShortCompressedFileThatFailsOnlyWhenClosedIsNotListed) {
     EXPECT_EQ(log_.Text()[0].level, 5);
     EXPECT_NE(log_.Text()[0].text.find("close failed"), std::string::npos) << log_.Text()[0].text;
     EXPECT_EQ(ListFolder(dir_), std::vector<std::string>{"filler"});
+}
+
+TEST_P(FullFileSystem, XmlIsTakenAwayByTheNameItWasOpenedWith) {
+    Configure(GetParam());
+    dir_ = "/tmp/sm%61ll";
+    std::filesystem::create_directories(dir_);
+    WriteFile(dir_ + "/S20240305070809.xml", "another file");
+    CreateRealData();
+    EXPECT_TRUE(ListFolder("/tmp/small").empty());
+    EXPECT_EQ(ReadFile(dir_ + "/S20240305070809.xml"), "another file");
 }
 
 TEST_P(FullFileSystem, ReadOnlyFolderStopsOrFails) {

@@ -9,7 +9,6 @@
 #include <cstring>
 #include <random>
 #include <string>
-#include <vector>
 
 #include "config/channel_set.h"
 #include "plugin/instances.h"

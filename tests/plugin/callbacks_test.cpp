@@ -1,14 +1,19 @@
 #include "plugin/callbacks.h"
 
+#include <curl/curl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <string>
+#include <tuple>
 
 #include "base/handle.h"
+#include "base/process_end.h"
 #include "base/text.h"
 #include "config/sys_set.h"
 #include "plugin/instances.h"
@@ -63,6 +68,29 @@ TEST(LoggingHandler, PercentSignsOfTheServerAreText) {
     const LogCapture log;
     Deliver(LogResponse, "%s%n%d");
     EXPECT_THAT(log.Text(), ElementsAre(LogEntry{3, "Receive Response:\n%s%n%d"}));
+}
+
+TEST(LoggingHandler, ABlockIsShownUpToItsFirstNul) {
+    const LogCapture log;
+    EXPECT_EQ(Deliver(LogResponse, std::string("seen\0hidden", 11)), 11U);
+    EXPECT_EQ(Deliver(LogResponse, std::string("\0hidden", 7)), 7U);
+    EXPECT_THAT(log.Text(), ElementsAre(LogEntry{3, "Receive Response:\nseen"},
+                                        LogEntry{3, "Receive Response:\n"}));
+}
+
+TEST(LoggingHandler, TheLongestBlockOfATransferIsHandedToTheLogWhole) {
+    const LogCapture log;
+    const std::string block(CURL_MAX_WRITE_SIZE, 'x');
+    EXPECT_EQ(Deliver(LogResponse, block), block.size());
+    EXPECT_THAT(log.Text(), ElementsAre(LogEntry{3, "Receive Response:\n" + block}));
+}
+
+TEST(LoggingHandler, ABlockBeyondThatIsAcceptedWholeAndShownCut) {
+    const LogCapture log;
+    const std::string block(CURL_MAX_WRITE_SIZE + 1, 'x');
+    EXPECT_EQ(Deliver(LogResponse, block), block.size());
+    EXPECT_THAT(log.Text(), ElementsAre(LogEntry{
+                                3, "Receive Response:\n" + block.substr(0, CURL_MAX_WRITE_SIZE)}));
 }
 
 TEST(RecallHandler, LogsAndAppends) {
@@ -144,6 +172,109 @@ TEST(OfferHandler, WithoutAListTheBlockIsOnlyLogged) {
               OfferList({{"a", "b", 5, ""}}).size());
 }
 
+// ---- How much of an answer is taken ----
+
+/// An answer of that many empty entries.
+std::string Nodes(const std::string &format, std::size_t count) {
+    const std::string entry = format == "xml"
+                                  ? "<node/>"
+                                  : R"({"file":"","md5":"","type":"","path":"","startdt":"",)"
+                                    R"("enddt":""})";
+    std::string text = format == "xml" ? "<data>" : R"({"node":[)";
+    for (std::size_t i = 0; i < count; ++i) {
+        text += (i > 0 && format != "xml" ? "," : "") + entry;
+    }
+    return text + (format == "xml" ? "</data>" : "]}");
+}
+
+std::vector<std::string> Errors(const LogCapture &log) {
+    std::vector<std::string> errors;
+    for (const LogEntry &entry : log.Text()) {
+        if (entry.level == 5) {
+            errors.push_back(entry.text);
+        }
+    }
+    return errors;
+}
+
+class AnswerLimits : public testing::TestWithParam<const char *> {
+protected:
+    AnswerLimits() {
+        SetFormat(GetParam());
+        gPRecalltime = &recalls_;
+        gPDownFile = &offers_;
+    }
+    std::vector<recall_time_para> recalls_;
+    std::vector<down_file_para> offers_;
+};
+
+TEST_P(AnswerLimits, AListTakes4096Offers) {
+    for (const auto &[count, kept, errors] :
+         {std::tuple{4095, 4095, 0}, {4096, 4096, 0}, {4097, 4096, 1}}) {
+        const LogCapture log;
+        offers_.clear();
+        BeginOffers();
+        Deliver(ParseOffers, Nodes(GetParam(), static_cast<std::size_t>(count)));
+        EXPECT_EQ(static_cast<int>(offers_.size()), kept) << count;
+        EXPECT_EQ(static_cast<int>(Errors(log).size()), errors) << count;
+    }
+}
+
+TEST_P(AnswerLimits, AListTakes65536Ranges) {
+    for (const auto &[count, kept, errors] :
+         {std::tuple{65535, 65535, 0}, {65536, 65536, 0}, {65537, 65536, 1}}) {
+        const LogCapture log;
+        recalls_.clear();
+        BeginRecalls();
+        Deliver(ParseRecalls, Nodes(GetParam(), static_cast<std::size_t>(count)));
+        EXPECT_EQ(static_cast<int>(recalls_.size()), kept) << count;
+        EXPECT_EQ(static_cast<int>(Errors(log).size()), errors) << count;
+    }
+}
+
+TEST_P(AnswerLimits, WhatFollowsAFullListIsAcceptedIgnoredAndStillLogged) {
+    const LogCapture log;
+    BeginOffers();
+    const std::string block = Nodes(GetParam(), 3000);
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_EQ(Deliver(ParseOffers, block), block.size());
+    }
+    EXPECT_EQ(offers_.size(), 4096U);
+    EXPECT_THAT(Errors(log),
+                ElementsAre("the list is full with 4096 entries, the rest is ignored"));
+    EXPECT_EQ(log.Text().size(), 6U);
+}
+
+TEST_P(AnswerLimits, TheNextAnswerIsReadAgain) {
+    BeginOffers();
+    Deliver(ParseOffers, Nodes(GetParam(), 5000));
+    offers_.clear();
+    BeginOffers();
+    Deliver(ParseOffers, Nodes(GetParam(), 3));
+    EXPECT_EQ(offers_.size(), 3U);
+}
+
+TEST_P(AnswerLimits, EightMiBOfAnAnswerAreParsed) {
+    const LogCapture log;
+    std::string block = Nodes(GetParam(), 1);
+    block.resize(std::size_t{1024} * 1024, ' ');
+    BeginRecalls();
+    for (int i = 0; i < 8; ++i) {
+        Deliver(ParseRecalls, block);
+    }
+    EXPECT_EQ(recalls_.size(), 8U);
+    EXPECT_THAT(Errors(log), IsEmpty());
+    for (const std::string &more : {Nodes(GetParam(), 1), block}) {
+        EXPECT_EQ(Deliver(ParseRecalls, more), more.size());
+    }
+    EXPECT_EQ(recalls_.size(), 8U);
+    EXPECT_THAT(Errors(log),
+                ElementsAre("an answer of more than 8388608 bytes, the rest is ignored"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Formats, AnswerLimits, testing::Values("json", "xml"),
+                         [](const auto &row) { return row.param; });
+
 TEST(FileCallbacks, AreThoseOfStdio) {
     char block[] = "content";
     {
@@ -156,6 +287,23 @@ TEST(FileCallbacks, AreThoseOfStdio) {
     EXPECT_EQ(ReadFromFile(back, 1, sizeof back, file.get()), 7U);
     EXPECT_STREQ(back, "content");
     EXPECT_EQ(ReadFromFile(back, 1, sizeof back, file.get()), 0U);
+}
+
+/// Runs when the end of the process has begun. Status 0: a download's write was given up.
+void WriteWhileTheProcessEnds() {
+    char block[] = "content";
+    const File file(std::fopen("/tmp/f", "wb"));
+    _exit(IsProcessEnding() && WriteToFile(block, 1, 7, file.get()) == 0 ? 0 : 1);
+}
+
+TEST(FileCallbacks, GiveADownloadUpWhenTheProcessEnds) {
+    EXPECT_EXIT(
+        {
+            std::atexit(WriteWhileTheProcessEnds);  // runs after what is registered later
+            GuardProcessEnd();
+            std::exit(2);
+        },
+        testing::ExitedWithCode(0), "");
 }
 
 }  // namespace

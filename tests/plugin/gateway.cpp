@@ -2,12 +2,11 @@
 
 #include <gtest/gtest.h>
 #include <openssl/evp.h>
-#include <sched.h>
 #include <sys/mount.h>
-#include <sys/stat.h>
 #include <zlib.h>
 
 #include <climits>
+#include <cstdio>
 #include <cstdlib>
 #include <ostream>
 
@@ -62,7 +61,7 @@ std::string Md5Of(const std::string &content) {
     std::string text;
     for (unsigned i = 0; i < length; ++i) {
         char digits[3];
-        PrintText<sizeof digits>(digits, "%02x", digest[i]);
+        std::snprintf(digits, sizeof digits, "%02x", digest[i]);
         text += digits;
     }
     return text;
@@ -89,7 +88,6 @@ bool MountReadOnly(const std::string &folder) {
 }
 
 void RunCommand(const std::string &command) {
-    // NOLINTNEXTLINE(cert-env33-c,bugprone-command-processor): the tests' own commands
     ASSERT_EQ(std::system(command.c_str()), 0) << command;
 }
 

@@ -3,6 +3,8 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
+#include "tests/support/files.h"
+
 namespace corvenna::test {
 namespace {
 
@@ -36,6 +38,16 @@ Plugin::Plugin() : library_(dlopen(CORVENNA_LIBRARY, RTLD_NOW | RTLD_LOCAL)) {
 void Plugin::AwaitDownload() const {
     ASSERT_EQ(pthread_mutex_lock(downFileMutex), 0);
     ASSERT_EQ(pthread_mutex_unlock(downFileMutex), 0);
+}
+
+std::string TextLog() {
+    std::string text;
+    for (const std::string &name : ListFolder("/tmp/CloudLog")) {
+        if (name.find("_log.txt") != std::string::npos) {
+            text += ReadFile("/tmp/CloudLog/" + name);
+        }
+    }
+    return text;
 }
 
 }  // namespace corvenna::test

@@ -59,4 +59,7 @@ private:
     void *library_;
 };
 
+/// What the text log holds: all day files (there are two when midnight passes).
+std::string TextLog();
+
 }  // namespace corvenna::test

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -20,6 +19,7 @@
 #include "tests/plugin/configuration.h"
 #include "tests/plugin/gateway.h"
 #include "tests/plugin/host.h"
+#include "tests/plugin/life.h"
 #include "tests/support/files.h"
 
 namespace corvenna::test {
@@ -64,12 +64,12 @@ std::chrono::seconds StressTime() {
     return std::chrono::seconds(seconds != nullptr ? std::strtol(seconds, nullptr, 10) : 6);
 }
 
-/// Calls everything, in an order of its own, until the time is over. @return rounds.
+/// Calls everything, in an order of its own, until the time is over, at least once. @return rounds.
 int CallEverything(const Plugin &plugin, int host, std::chrono::steady_clock::time_point end) {
     std::string folder = "/tmp/host" + std::to_string(host);
     mkdir(folder.c_str(), 0755);
     int rounds = 0;
-    for (; std::chrono::steady_clock::now() < end; ++rounds) {
+    do {
         std::map<unsigned int, double> values = {{0x02010001, 1.0 * rounds}, {0x02010100, 1.0}};
         std::vector<Alarm> alarms(3);
         std::vector<std::string> files;
@@ -87,7 +87,8 @@ int CallEverything(const Plugin &plugin, int host, std::chrono::steady_clock::ti
             EXPECT_EQ(plugin.DeleteRecall(&range), 0);
             EXPECT_EQ(plugin.SyncHeartBeat(), 0);
         }
-    }
+        ++rounds;
+    } while (std::chrono::steady_clock::now() < end);
     return rounds;
 }
 
@@ -116,38 +117,6 @@ TEST(HostThreads, TwoHostsMayCallEverythingAtOnce) {
 constexpr int kLives = 20;
 constexpr int kMessagesEach = 100;
 
-/// A process that has been forked and waits for its turn. Forked before any thread is started, so
-/// that it may start its own.
-class Life {
-public:
-    explicit Life(int (*body)()) {
-        EXPECT_EQ(pipe(turn_), 0);
-        child_ = fork();
-        if (child_ == 0) {
-            char go = 0;
-            close(turn_[1]);
-            // NOLINTNEXTLINE(concurrency-mt-unsafe): the exit of this process is what is tested
-            std::exit(read(turn_[0], &go, 1) == 1 ? body() : 99);
-        }
-        close(turn_[0]);
-    }
-    ~Life() { close(turn_[1]); }
-    Life(const Life &) = delete;
-    Life &operator=(const Life &) = delete;
-
-    /// Lets it run to its end. @return its wait status; 0 is an orderly exit with 0.
-    int Run() {
-        EXPECT_EQ(write(turn_[1], "g", 1), 1);
-        int status = -1;
-        EXPECT_EQ(waitpid(child_, &status, 0), child_);
-        return status;
-    }
-
-private:
-    int turn_[2] = {-1, -1};
-    pid_t child_ = -1;
-};
-
 std::vector<std::unique_ptr<Life>> Lives(int count, int (*body)()) {
     std::vector<std::unique_ptr<Life>> lives;
     lives.reserve(static_cast<std::size_t>(count));
@@ -155,6 +124,10 @@ std::vector<std::unique_ptr<Life>> Lives(int count, int (*body)()) {
         lives.push_back(std::make_unique<Life>(body));
     }
     return lives;
+}
+
+std::size_t Threads() {
+    return ListFolder("/proc/self/task").size();
 }
 
 /// Loads, works, logs and ends. @return 0 when all went well.
@@ -171,10 +144,14 @@ int WorkOnce() {
     }
     WriteFile("/tmp/S.json", "x");
     char path[] = "/tmp/S.json";
+    const std::size_t threads = Threads();
     if (plugin.UploadRealDataFile(path) != 0) {
         return 3;
     }
     plugin.AwaitDownload();
+    while (Threads() > threads) {  // until it has logged its end, too
+        std::this_thread::yield();
+    }
     for (int i = 0; i < kMessagesEach; ++i) {
         plugin.log_Text(3, "message %d of a life", i);
     }
@@ -187,17 +164,6 @@ int Count(const std::string &text, const std::string &part) {
         ++count;
     }
     return count;
-}
-
-/// All day files (there are two when midnight passes).
-std::string TextLog() {
-    std::string text;
-    for (const std::string &name : ListFolder("/tmp/CloudLog")) {
-        if (name.find("_log.txt") != std::string::npos) {
-            text += ReadFile("/tmp/CloudLog/" + name);
-        }
-    }
-    return text;
 }
 
 int DatabaseRows(const std::string &message) {

@@ -1,15 +1,31 @@
 #include "plugin/install_command.h"
 
-#include <gmock/gmock.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <string>
-#include <vector>
 
+#include "base/file_descriptor.h"
 #include "base/text.h"
+#include "base/undisturbed.h"
 #include "message/records.h"
 #include "tests/support/files.h"
+
+namespace {
+
+bool gCopiesFail = false;
+
+}  // namespace
+
+extern "C" {
+int __real_dup2(int from, int to);
+int __wrap_dup2(int from, int to);
+int __wrap_dup2(int from, int to) {
+    return gCopiesFail ? -1 : __real_dup2(from, to);
+}
+}
 
 namespace corvenna::test {
 namespace {
@@ -23,10 +39,28 @@ down_file_para OfferOf(int type, const std::string &file = "", const std::string
 }
 
 TEST(PlainWord, OrdinaryNamesArePlain) {
-    for (const std::string word :
-         {"a", "0", "d41d8cd98f00b204e9800998ecf8427e", "D41D8CD98F00B204E9800998ECF8427E",
-          "a/b/c.bin", "/opt/x", "firmware-1.2_3.bin", "a,b+c:d=e@f%20", "../up", ".", "..",
-          "größe.bin", "文件", "a-", "\xFF\x80"}) {
+    for (const std::string word : {"a",
+                                   "0",
+                                   "d41d8cd98f00b204e9800998ecf8427e",
+                                   "D41D8CD98F00B204E9800998ECF8427E",
+                                   "a/b/c.bin",
+                                   "/opt/x",
+                                   "firmware-1.2_3.bin",
+                                   "a,b+c:d=e@f%20",
+                                   "../up",
+                                   "a~",
+                                   "a:~b",
+                                   "X=~/x",
+                                   "a!b",
+                                   "!",
+                                   "a^b",
+                                   "^",
+                                   ".",
+                                   "..",
+                                   "größe.bin",
+                                   "文件",
+                                   "a-",
+                                   "\xFF\x80"}) {
         EXPECT_TRUE(IsPlainWord(word.c_str())) << word;
     }
     EXPECT_TRUE(IsPlainWord(std::string(511, 'a').c_str()));
@@ -36,6 +70,20 @@ TEST(PlainWord, EmptyTextIsNone) {
     EXPECT_FALSE(IsPlainWord(""));
 }
 
+TEST(PlainWord, ALeadingTildeIsAHome) {
+    EXPECT_FALSE(IsPlainWord("~"));
+    EXPECT_FALSE(IsPlainWord("~root/x"));
+}
+
+TEST(PlainWord, TheShellTakesAsItStands) {
+    for (const std::string word : {"a~", "a:~root", "X=~root", "a!b", "!a", "!!", "a^b", "^a^b^",
+                                   "a,b+c:d=e@f%20", "%1", "=a", "größe"}) {
+        ASSERT_TRUE(IsPlainWord(word.c_str())) << word;
+        ASSERT_TRUE(RunInShell(("printf %s " + word + " > /tmp/out").c_str()));
+        EXPECT_EQ(ReadFile("/tmp/out"), word);
+    }
+}
+
 TEST(PlainWord, LeadingDashIsAnOptionAndNoWord) {
     EXPECT_FALSE(IsPlainWord("-"));
     EXPECT_FALSE(IsPlainWord("-rf"));
@@ -43,13 +91,14 @@ TEST(PlainWord, LeadingDashIsAnOptionAndNoWord) {
 
 TEST(PlainWord, EveryOtherAsciiCharacterSpoilsAWordWhereverItStands) {
     const std::string plain =
-        "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789/._-+,:=@%";
+        "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789/._-+,:=@%~^!";
     for (int code = 1; code < 128; ++code) {
         const std::string character(1, static_cast<char>(code));
         const bool expected = plain.find(character) != std::string::npos;
         EXPECT_EQ(IsPlainWord(("a" + character + "b").c_str()), expected) << code;
         EXPECT_EQ(IsPlainWord(("ab" + character).c_str()), expected) << code;
-        EXPECT_EQ(IsPlainWord((character + "ab").c_str()), expected && code != '-') << code;
+        EXPECT_EQ(IsPlainWord((character + "ab").c_str()), expected && code != '-' && code != '~')
+            << code;
     }
 }
 
@@ -121,7 +170,18 @@ TEST(Shell, AFailingCommandIsNotLookedAt) {
     EXPECT_TRUE(RunInShell("exit 3"));
 }
 
-TEST(Shell, CommandsFindTheEndOfTheirInput) {
+TEST(Shell, CommandsGetTheSignalsOfWritesAsAnyProgram) {
+    const Undisturbed whole;
+    EXPECT_TRUE(RunInShell("kill -PIPE $$; echo survived > /tmp/out"));
+    EXPECT_NE(access("/tmp/out", F_OK), 0);
+    EXPECT_TRUE(RunInShell("kill -XFSZ $$; echo survived > /tmp/out"));
+    EXPECT_NE(access("/tmp/out", F_OK), 0);
+}
+
+TEST(Shell, CommandsFindTheEndOfTheirInputAndNotTheHosts) {
+    WriteFile("/tmp/in", "a line\n");
+    const FileDescriptor input(open("/tmp/in", O_RDONLY | O_CLOEXEC));
+    ASSERT_EQ(dup2(input.Get(), STDIN_FILENO), STDIN_FILENO);
     EXPECT_TRUE(RunInShell("if read -r line; then echo asked; else echo ended; fi > /tmp/out"));
     EXPECT_EQ(ReadFile("/tmp/out"), "ended\n");
 }
@@ -130,6 +190,30 @@ TEST(Shell, CommandsOfAHostWithoutAnInputFindOneAllTheSame) {
     ASSERT_EQ(close(STDIN_FILENO), 0);
     EXPECT_TRUE(RunInShell("readlink /proc/self/fd/0 > /tmp/out"));
     EXPECT_EQ(ReadFile("/tmp/out"), "/dev/null\n");
+}
+
+TEST(Shell, CommandsHaveNoInputWhereItCannotBeHandedOver) {
+    gCopiesFail = true;
+    EXPECT_TRUE(RunInShell("[ -e /proc/self/fd/0 ] || echo none > /tmp/out"));
+    gCopiesFail = false;
+    EXPECT_EQ(ReadFile("/tmp/out"), "none\n");
+}
+
+TEST(Shell, ThatCannotBeStartedIsOneThatFailed) {
+    const std::string tooLong(200000, 'x');
+    EXPECT_TRUE(RunInShell(("touch /tmp/out #" + tooLong).c_str()));
+    EXPECT_NE(access("/tmp/out", F_OK), 0);
+}
+
+TEST(Shell, CommandsHaveNoInputWhenNoneCanBeOpened) {
+    rlimit limit{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
+    limit.rlim_cur = 3;
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+    EXPECT_TRUE(RunInShell("ulimit -S -n 64; [ -e /proc/self/fd/0 ] || echo none > /tmp/out"));
+    limit.rlim_cur = limit.rlim_max;
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+    EXPECT_EQ(ReadFile("/tmp/out"), "none\n");
 }
 
 }  // namespace

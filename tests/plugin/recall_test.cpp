@@ -1,8 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cstdlib>
-#include <ctime>
 #include <string>
 #include <thread>
 
@@ -194,6 +194,25 @@ TEST(Recall, ASecondCheckWaitsAndEachListGetsItsOwn) {
     two.join();
     EXPECT_EQ(first.size(), 2U);
     EXPECT_EQ(second.size(), 0U);
+}
+
+TEST(Recall, AForkedProcessMayAskWhileItsParentWaits) {
+    ScriptedServer server;
+    Configure(server);
+    server.Next(ReplyInPieces(200, {RecallList("json")}));
+    std::vector<recall_time_para> recalls;
+    std::thread host([&] { EXPECT_EQ(CheckRecall(&recalls), 0); });
+    server.WaitForRequests(1);
+    server.Next(Reply(200, RecallList("json")));
+    EXPECT_EXIT(
+        {
+            std::vector<recall_time_para> own;
+            _exit(CheckRecall(&own) == 0 && own.size() == 2 ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "");
+    server.Release();
+    host.join();
+    EXPECT_EQ(recalls.size(), 2U);
 }
 
 TEST(Recall, NestingDoesNotEatTheStack) {

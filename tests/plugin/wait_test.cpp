@@ -1,9 +1,12 @@
 // Waiting for the shell. The first waits of this program are broken off by a signal.
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <vector>
 
 #include "plugin/install_command.h"
@@ -65,6 +68,26 @@ TEST(Wait, EndsWhenTheHostHasTakenTheChild) {
     gNoChild = true;
     EXPECT_TRUE(RunInShell("true"));
     EXPECT_EQ(gWaits.size(), 1U);
+}
+
+/// A child of the host, which goes on until the command has run, and a moment longer.
+pid_t ChildThatOutlivesTheCommand() {
+    const pid_t child = fork();
+    if (child == 0) {
+        while (access("/tmp/command", F_OK) != 0) {
+            usleep(1000);
+        }
+        usleep(50000);
+        _exit(mkdir("/tmp/child", 0755));
+    }
+    return child;
+}
+
+TEST(Wait, IsForEveryChildInAHostThatIgnoresTheirEnds) {
+    std::signal(SIGCHLD, SIG_IGN);
+    ASSERT_GT(ChildThatOutlivesTheCommand(), 0);
+    EXPECT_TRUE(RunInShell("mkdir /tmp/command"));
+    EXPECT_EQ(access("/tmp/child", F_OK), 0);
 }
 
 }  // namespace

@@ -12,11 +12,12 @@ using corvenna::test::LogEntry;
 
 std::mutex gMutex;
 bool gCapturing = false;
-std::vector<LogEntry> gText;
-std::vector<LogEntry> gDatabase;
-std::function<void(const LogEntry &)> gOnText;
+// Never destroyed: a thread may still log while the process ends.
+auto &gText = *new std::vector<LogEntry>;
+auto &gDatabase = *new std::vector<LogEntry>;
+auto &gOnText = *new std::function<void(const LogEntry &)>;
 
-std::string Format(const char *format, va_list arguments) {
+__attribute__((format(printf, 1, 0))) std::string Format(const char *format, va_list arguments) {
     va_list again;
     va_copy(again, arguments);
     std::string text(static_cast<std::size_t>(std::vsnprintf(nullptr, 0, format, again)), '\0');

@@ -9,8 +9,9 @@ namespace {
 
 std::mutex gMutex;
 bool gRecording = false;
-std::vector<unsigned> gPauses;
-std::function<void()> gAction;
+// Never destroyed: a thread may still pause while the process ends.
+auto &gPauses = *new std::vector<unsigned>;
+auto &gAction = *new std::function<void()>;
 
 }  // namespace
 

@@ -13,11 +13,13 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <condition_variable>
 #include <csignal>
 #include <cstdlib>
 #include <deque>
+#include <list>
 #include <mutex>
 #include <optional>
 #include <set>
@@ -34,18 +36,20 @@ using Certificate = std::unique_ptr<X509, FreedBy<X509_free>>;
 using Key = std::unique_ptr<EVP_PKEY, FreedBy<EVP_PKEY_free>>;
 using Memory = std::unique_ptr<BIO, FreedBy<BIO_free_all>>;
 
-constexpr std::chrono::minutes kPatience{2};
+constexpr std::chrono::minutes kPatience{5};
+constexpr std::chrono::milliseconds kUntilNextLook{10};
 constexpr char kLineEnd[] = "\r\n";
 
 // ---- TLS ---------------------------------------------------------------------------------------
 
-Certificate SelfSigned(EVP_PKEY *key) {
+/// @param lasts seconds from now on, negative for one that has expired.
+Certificate SelfSigned(EVP_PKEY *key, long lasts) {
     constexpr long kDaySeconds = 24L * 60 * 60;
     Certificate certificate(X509_new());
     X509_set_version(certificate.get(), 2);
     ASN1_INTEGER_set(X509_get_serialNumber(certificate.get()), 1);
     X509_gmtime_adj(X509_getm_notBefore(certificate.get()), -kDaySeconds);
-    X509_gmtime_adj(X509_getm_notAfter(certificate.get()), kDaySeconds);
+    X509_gmtime_adj(X509_getm_notAfter(certificate.get()), lasts);
     X509_set_pubkey(certificate.get(), key);
     X509_NAME *name = X509_get_subject_name(certificate.get());
     const std::string host = "scripted.invalid";
@@ -68,7 +72,9 @@ std::string Pem(X509 *certificate) {
 TlsContext MakeContext(Protocol protocol, std::string &pem) {
     TlsContext context(SSL_CTX_new(TLS_server_method()));
     const Key key(EVP_EC_gen("P-256"));
-    const Certificate certificate = SelfSigned(key.get());
+    constexpr long kHourSeconds = 3600;
+    const Certificate certificate =
+        SelfSigned(key.get(), protocol == Protocol::kTlsExpired ? -kHourSeconds : kHourSeconds);
     pem = Pem(certificate.get());
     if (protocol == Protocol::kTlsTooOld) {
         SSL_CTX_set_cipher_list(context.get(), "ALL:@SECLEVEL=0");
@@ -266,14 +272,18 @@ public:
 
     // The answer of a connection's next request, taken when the stage for which it is meant comes.
     std::optional<Answer> TakeAt(Stage stage);
+    // Records the request and takes its answer in one step: whoever was told of the request knows
+    // that the next one gets the next answer.
     Answer TakeAnswer(const Request &request);
     void Record(const Request &request);
     void AwaitRelease();
     bool Stopping() const { return stopping_; }
+    void AwaitNoConnection();
     // Sockets in use are known here, so that the server's end can shut them down.
     void Adopt(int socket);
     void CloseSocket(int socket);
 
+    std::atomic<bool> silent{false};
     const Protocol protocol;
     std::string certificate;
     TlsContext context;
@@ -284,17 +294,29 @@ public:
     std::deque<Answer> script;
     std::function<Answer(const Request &)> handler;
     std::vector<Request> requests;
+    bool keepsRequests = true;
     int connections = 0;
     int releases = 0;
 
 private:
+    std::optional<Answer> TakeLocked(Stage stage);
+    void RecordLocked(const Request &request);
+
+    /// A connection's thread.
+    struct Served {
+        std::atomic<bool> ended{false};
+        std::thread thread;
+    };
+
     void Listen();
     void AcceptAll();
+    int Accept() const;
+    void JoinEnded();
 
     std::atomic<bool> stopping_{false};
     int listener_ = -1;
     std::set<int> sockets_;
-    std::vector<std::thread> threads_;
+    std::list<Served> served_;
     std::thread acceptor_;
 };
 
@@ -336,6 +358,10 @@ private:
 };
 
 void Connection::Serve() {
+    if (server_.silent) {
+        AwaitClientClose();
+        return;
+    }
     if (PlayIfDue(Stage::kAccept) && socket_ < 0) {
         return;
     }
@@ -367,7 +393,7 @@ bool Connection::Handshake() {
     return SSL_accept(tls_.get()) == 1;
 }
 
-/// @return whether a whole request stands in request_ and its answer is still to come.
+/// @return whether a whole request stands in request_, and is still to be recorded and answered.
 bool Connection::ReadRequest() {
     request_ = Request();
     std::string head;
@@ -387,7 +413,9 @@ bool Connection::ReadRequest() {
         return false;
     }
     request_.complete = ReadBody();
-    server_.Record(request_);
+    if (!request_.complete) {
+        server_.Record(request_);
+    }
     return request_.complete;
 }
 
@@ -534,8 +562,8 @@ ScriptedServer::Impl::~Impl() {
     changed.notify_all();
     shutdown(listener_, SHUT_RDWR);
     acceptor_.join();
-    for (std::thread &thread : threads_) {
-        thread.join();
+    for (Served &served : served_) {
+        served.thread.join();
     }
     close(listener_);
 }
@@ -557,7 +585,7 @@ void ScriptedServer::Impl::Listen() {
 void ScriptedServer::Impl::AcceptAll() {
     BlockBrokenPipeSignal();
     for (;;) {
-        const int socket = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+        const int socket = Accept();
         if (stopping_ || socket < 0) {
             if (socket >= 0) {
                 close(socket);
@@ -565,7 +593,35 @@ void ScriptedServer::Impl::AcceptAll() {
             return;
         }
         Adopt(socket);
-        threads_.emplace_back([this, socket] { Connection(*this, socket).Serve(); });
+        JoinEnded();
+        Served &served = served_.emplace_back();
+        served.thread = std::thread([this, socket, &served] {
+            Connection(*this, socket).Serve();
+            served.ended = true;
+        });
+    }
+}
+
+/// Outlives a test's leaving no descriptors to the process: until there are some again, it looks.
+int ScriptedServer::Impl::Accept() const {
+    for (;;) {
+        const int socket = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+        if (socket >= 0 || errno != EMFILE || stopping_) {
+            return socket;
+        }
+        std::this_thread::sleep_for(kUntilNextLook);
+    }
+}
+
+/// Thousands of connections would otherwise keep a stack each, for which 32 bits have no room.
+void ScriptedServer::Impl::JoinEnded() {
+    for (auto served = served_.begin(); served != served_.end();) {
+        if (served->ended) {
+            served->thread.join();
+            served = served_.erase(served);
+        } else {
+            ++served;
+        }
     }
 }
 
@@ -582,10 +638,17 @@ void ScriptedServer::Impl::CloseSocket(int socket) {
     const std::lock_guard<std::mutex> lock(mutex);
     sockets_.erase(socket);
     close(socket);
+    changed.notify_all();
 }
 
-std::optional<Answer> ScriptedServer::Impl::TakeAt(Stage stage) {
-    const std::lock_guard<std::mutex> lock(mutex);
+void ScriptedServer::Impl::AwaitNoConnection() {
+    std::unique_lock<std::mutex> lock(mutex);
+    if (!changed.wait_for(lock, kPatience, [this] { return sockets_.empty(); })) {
+        ADD_FAILURE() << sockets_.size() << " connections do not end";
+    }
+}
+
+std::optional<Answer> ScriptedServer::Impl::TakeLocked(Stage stage) {
     if (script.empty() || script.front().stage != stage) {
         return std::nullopt;
     }
@@ -594,21 +657,33 @@ std::optional<Answer> ScriptedServer::Impl::TakeAt(Stage stage) {
     return answer;
 }
 
+std::optional<Answer> ScriptedServer::Impl::TakeAt(Stage stage) {
+    const std::lock_guard<std::mutex> lock(mutex);
+    return TakeLocked(stage);
+}
+
 Answer ScriptedServer::Impl::TakeAnswer(const Request &request) {
-    std::optional<Answer> queued = TakeAt(Stage::kRequest);
+    std::unique_lock<std::mutex> lock(mutex);
+    RecordLocked(request);
+    std::optional<Answer> queued = TakeLocked(Stage::kRequest);
     if (queued) {
         return *queued;
     }
-    std::unique_lock<std::mutex> lock(mutex);
     const std::function<Answer(const Request &)> chosen = handler;
     lock.unlock();
     return chosen ? chosen(request) : Reply(200);
 }
 
+void ScriptedServer::Impl::RecordLocked(const Request &request) {
+    if (keepsRequests) {
+        requests.push_back(request);
+    }
+    changed.notify_all();
+}
+
 void ScriptedServer::Impl::Record(const Request &request) {
     const std::lock_guard<std::mutex> lock(mutex);
-    requests.push_back(request);
-    changed.notify_all();
+    RecordLocked(request);
 }
 
 void ScriptedServer::Impl::AwaitRelease() {
@@ -640,10 +715,38 @@ void ScriptedServer::Otherwise(std::function<Answer(const Request &)> handler) {
     impl_->handler = std::move(handler);
 }
 
+void ScriptedServer::BeSilent(bool silent) {
+    impl_->silent = silent;
+}
+
+void ScriptedServer::AwaitRest() const {
+    // Connections are taken in their order: when this one, which ends at once, has been seen to its
+    // end, all before it have been taken.
+    const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(static_cast<std::uint16_t>(impl_->port));
+    if (connect(socket, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0 ||
+        shutdown(socket, SHUT_WR) != 0) {
+        ADD_FAILURE() << "the server does not take a connection";
+    }
+    char alert[64];
+    while (recv(socket, alert, sizeof alert, 0) > 0) {
+    }
+    close(socket);
+    impl_->AwaitNoConnection();
+}
+
 void ScriptedServer::Release(int count) {
     const std::lock_guard<std::mutex> lock(impl_->mutex);
     impl_->releases += count;
     impl_->changed.notify_all();
+}
+
+void ScriptedServer::KeepNoRequests() {
+    const std::lock_guard<std::mutex> lock(impl_->mutex);
+    impl_->keepsRequests = false;
 }
 
 std::vector<Request> ScriptedServer::Requests() const {

@@ -50,7 +50,6 @@ enum class Stage {
 /// What the server does with one request. Any `void(Exchange &)` is one, played at Stage::kRequest.
 struct Answer {
     template <class Play>
-    // NOLINTNEXTLINE(google-explicit-constructor): a script is a list of lambdas
     Answer(Play script, Stage when = Stage::kRequest) : play(std::move(script)), stage(when) {}
 
     std::function<void(Exchange &)> play;
@@ -89,6 +88,7 @@ enum class Protocol {
     kHttps,                 ///< TLS with a self-signed certificate made at the start
     kTlsClosedInHandshake,  ///< closes when the client's first message has come
     kTlsTooOld,             ///< TLS 1.0 and nothing newer
+    kTlsExpired,            ///< the certificate has been too old for an hour
 };
 
 /// A scripted server on 127.0.0.1 and a port that the system chooses, written on bare sockets so
@@ -118,13 +118,22 @@ public:
     /// Answers every request for which nothing is queued; without it: an empty 200.
     void Otherwise(std::function<Answer(const Request &)> handler);
 
+    /// Takes connections from now on and says nothing to them, whatever is queued, until it is told
+    /// to speak again.
+    void BeSilent(bool silent);
+    /// Blocks until nothing is left to do for clients that have gone: what they sent before has
+    /// been recorded and answered, whether they waited for that or not.
+    void AwaitRest() const;
+
     /// Lets `count` waits of answers go on; may come before the wait.
     void Release(int count = 1);
 
+    /// Forgets each request when it has been answered, for a life of millions.
+    void KeepNoRequests();
     /// All requests so far, incomplete ones included.
     std::vector<Request> Requests() const;
     /// Blocks until `count` requests have come, whole or cut, and gives all of them. Fails the
-    /// running test after two minutes.
+    /// running test after five minutes.
     std::vector<Request> WaitForRequests(std::size_t count) const;
     /// Connections accepted so far.
     int Connections() const;
