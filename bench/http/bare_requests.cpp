@@ -52,20 +52,36 @@ void SetBody(CURL *handle) {
 }
 
 /// A request that fails would be a cheap one.
-void End(CURL *handle, curl_slist *headers, long expected) {
+void Perform(CURL *handle, long expected) {
     long status = 0;
     const CURLcode result = curl_easy_perform(handle);
-    curl_slist_free_all(headers);
     curl_easy_getinfo(handle, CURLINFO_RESPONSE_CODE, &status);
-    curl_easy_cleanup(handle);
     if (result != CURLE_OK || status != expected) {
         std::fprintf(stderr, "%s, status %ld\n", curl_easy_strerror(result), status);
         std::exit(1);
     }
 }
 
+void End(CURL *handle, curl_slist *headers, long expected) {
+    Perform(handle, expected);
+    curl_slist_free_all(headers);
+    curl_easy_cleanup(handle);
+}
+
 curl_slist *BodyHeaders() {
     return curl_slist_append(curl_slist_append(nullptr, kJson), "Expect:");
+}
+
+CURL *BeginPost(curl_slist *headers) {
+    CURL *handle = BeginWith(headers);
+    SetBody(handle);
+    if (gBare.https) {
+        curl_easy_setopt(handle, CURLOPT_POST, 1L);
+        curl_easy_setopt(handle, CURLOPT_USERPWD, gBare.credentials.c_str());
+    } else {
+        curl_easy_setopt(handle, CURLOPT_READFUNCTION, nullptr);
+    }
+    return handle;
 }
 
 void Upload(curl_slist *headers) {
@@ -89,15 +105,12 @@ void BareGet() {
 
 void BarePost() {
     curl_slist *headers = BodyHeaders();
-    CURL *handle = BeginWith(headers);
-    SetBody(handle);
-    if (gBare.https) {
-        curl_easy_setopt(handle, CURLOPT_POST, 1L);
-        curl_easy_setopt(handle, CURLOPT_USERPWD, gBare.credentials.c_str());
-    } else {
-        curl_easy_setopt(handle, CURLOPT_READFUNCTION, nullptr);
-    }
-    End(handle, headers, 200);
+    End(BeginPost(headers), headers, 200);
+}
+
+void KeptPost() {
+    static CURL *const handle = BeginPost(BodyHeaders());
+    Perform(handle, 200);
 }
 
 void BarePut() {

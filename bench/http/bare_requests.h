@@ -22,6 +22,8 @@ extern BareSettings gBare;
 
 void BareGet();
 void BarePost();
+/// The same with one handle for all, whose connection stays: what a change of protocol would buy.
+void KeptPost();
 void BarePut();
 void BareDelete();
 void BareRealData();

@@ -16,6 +16,7 @@
 #include "log/log.h"
 #include "log/log_txt.h"
 #include "log/singleton.h"
+#include "plugin/download.h"
 #include "plugin/instances.h"
 #include "tests/support/files.h"
 
@@ -59,8 +60,10 @@ void LeaveWrittenLogNodes() {
     sink.Finish();
 }
 
-void Prepare(unsigned size, bool https) {
-    const std::string url = StartServer(https, kCaFile) + "/cloud/SN1";
+/// @param path of the request; null: the file of that size.
+void Prepare(unsigned size, bool https, const char *path) {
+    const std::string server = StartServer(https, kCaFile);
+    const std::string url = server + (path != nullptr ? path : kFilePath + std::to_string(size));
     const std::string body(size < kBodyCapacity ? size : kBodyCapacity, 'x');
     PrepareFrames(url, body);
     test::WriteFile(kFile, body);
@@ -74,12 +77,22 @@ void Prepare(unsigned size, bool https) {
     LeaveWrittenLogNodes();
 }
 
+constexpr char kPath[] = "/cloud/SN1";
+
 void Http(unsigned size) {
-    Prepare(size, false);
+    Prepare(size, false, kPath);
 }
 
 void Https(unsigned size) {
-    Prepare(size, true);
+    Prepare(size, true, kPath);
+}
+
+void HttpFile(unsigned size) {
+    Prepare(size, false, nullptr);
+}
+
+void HttpsFile(unsigned size) {
+    Prepare(size, true, nullptr);
 }
 
 /// A request that fails would be a cheap one.
@@ -112,6 +125,36 @@ void Download() {
     Expect0(Instance()->GetDownFile(&gDownload, nullptr));
 }
 
+/// A file from nothing to its digest.
+template <auto Instance>
+void DownloadWithDigest() {
+    std::remove(kDownload);
+    Download<Instance>();
+    char digest[33];
+    Expect0(std::strlen(getfilemd5(kDownload, digest)) == 32 ? 0 : -1);
+}
+
+/// Commands as one would write them in a script. `-k`: nor do our clients look at certificates.
+void Run(const std::string &command) {
+    Expect0(std::system(command.c_str()));
+}
+
+void BareDownloadWithDigest() {
+    std::remove(kDownload);
+    BareDownload();
+    Run(std::string("md5sum ") + kDownload + " >/dev/null");
+}
+
+void CurlPost() {
+    Run("exec curl -skf -o /dev/null -H 'Content-Type:application/json;charset=UTF-8' -H Expect: "
+        "--data-binary @" +
+        (kFile + (' ' + gBare.url)));
+}
+
+void CurlDownloadWithDigest() {
+    Run("curl -skf " + gBare.url + " | tee " + kDownload + " | md5sum >/dev/null");
+}
+
 constexpr auto kPlain = &GetCHttpInstance;
 constexpr auto kTls = &GetCHttpsInstance;
 
@@ -126,6 +169,7 @@ int main(int argc, char **argv) {
                      {"http_get_bare", Http, BareGet},
                      {"http_post", Http, Memory<kPlain, &CHttp::POST_MemoryData>},
                      {"http_post_bare", Http, BarePost},
+                     {"http_post_kept", Http, KeptPost},
                      {"http_put", Http, Memory<kPlain, &CHttp::PUT_MemoryData>},
                      {"http_put_bare", Http, BarePut},
                      {"http_delete", Http, Memory<kPlain, &CHttp::DELTET_MemoryData>},
@@ -136,10 +180,15 @@ int main(int argc, char **argv) {
                      {"http_alarm_data_bare", Http, BareAlarmData},
                      {"http_download", Http, Download<kPlain>},
                      {"http_download_bare", Http, BareDownload},
+                     {"http_digest", HttpFile, DownloadWithDigest<kPlain>},
+                     {"http_digest_bare", HttpFile, BareDownloadWithDigest},
+                     {"http_digest_curl", HttpFile, CurlDownloadWithDigest, false},
+                     {"http_curl", Http, CurlPost, false},
                      {"https_get", Https, Memory<kTls, &CHttps::GET_MemoryData>},
                      {"https_get_bare", Https, BareGet},
                      {"https_post", Https, Memory<kTls, &CHttps::POST_MemoryData>},
                      {"https_post_bare", Https, BarePost},
+                     {"https_post_kept", Https, KeptPost},
                      {"https_put", Https, Memory<kTls, &CHttps::PUT_MemoryData>},
                      {"https_put_bare", Https, BarePut},
                      {"https_delete", Https, Memory<kTls, &CHttps::DELTET_MemoryData>},
@@ -149,5 +198,9 @@ int main(int argc, char **argv) {
                      {"https_alarm_data", Https, AlarmData<kTls>},
                      {"https_alarm_data_bare", Https, BareAlarmData},
                      {"https_download", Https, Download<kTls>},
-                     {"https_download_bare", Https, BareDownload}});
+                     {"https_download_bare", Https, BareDownload},
+                     {"https_digest", HttpsFile, DownloadWithDigest<kTls>},
+                     {"https_digest_bare", HttpsFile, BareDownloadWithDigest},
+                     {"https_digest_curl", HttpsFile, CurlDownloadWithDigest, false},
+                     {"https_curl", Https, CurlPost, false}});
 }

@@ -13,9 +13,18 @@
 namespace corvenna::bench {
 namespace {
 
+/// The file of "/file/BYTES"; made once.
+const std::string &FileOf(const std::string &path) {
+    static const std::string content(std::stoul(path.substr(std::strlen(kFilePath))), 'x');
+    return content;
+}
+
 /// What the operations need to succeed; each answer is sent in one piece, so that every request
 /// reads equally often.
 test::Answer AnswerTo(const test::Request &request) {
+    if (request.path.rfind(kFilePath, 0) == 0) {
+        return test::ReplyFile(FileOf(request.path));
+    }
     return request.method == "DELETE" ? test::Reply(204) : test::Reply(200, "{\"result\":0}");
 }
 

@@ -4,6 +4,9 @@
 
 namespace corvenna::bench {
 
+/// Behind this path stands the number of bytes of a file that the server has.
+constexpr char kFilePath[] = "/file/";
+
 /// Serves for as long as it is asked to when the program was started for that, as
 /// "PROGRAM --serve http FILE" or "PROGRAM --serve https FILE"; otherwise returns at once. Called
 /// first in main.

@@ -49,6 +49,20 @@ void Xml() {
     GetCPackMemoryInstance()->CreateDevicesMemory("xml", gBuffer, sizeof gBuffer);
 }
 
+/// Plain appending of the same texts, copied into the buffer.
+void BareJson() {
+    std::string text = "{\"device\":[";
+    for (const auto &[number, dev] : Devices()) {
+        text.append(text.back() == '[' ? "" : ",");
+        text.append("{\"channel\":").append(std::to_string(number >> 8));
+        text.append(",\"id\":").append(std::to_string(number & 0xFF));
+        text.append(",\"desc\":\"").append(dev.Desc).append("\",\"name\":\"");
+        text.append(NameOfPointFile(dev.Name)).append("\"}");
+    }
+    text.append("]}");
+    std::snprintf(gBuffer, sizeof gBuffer - 1, "%s", text.c_str());
+}
+
 const xmlChar *Text(const char *text) {
     return reinterpret_cast<const xmlChar *>(text);
 }
@@ -82,7 +96,9 @@ void BareXml() {
 
 int main(int argc, char **argv) {
     using namespace corvenna::bench;
-    return CostMain(
-        argc, argv, 200,
-        {{"json", Prepare, Json}, {"xml", Prepare, Xml}, {"bare_xml", Prepare, BareXml}});
+    return CostMain(argc, argv, 200,
+                    {{"json", Prepare, Json},
+                     {"bare_json", Prepare, BareJson},
+                     {"xml", Prepare, Xml},
+                     {"bare_xml", Prepare, BareXml}});
 }

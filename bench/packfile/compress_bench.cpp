@@ -3,8 +3,6 @@
 #include <zlib.h>
 
 #include <cstdlib>
-#include <ctime>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -24,7 +22,7 @@ void Prepare(unsigned count) {
         return;
     }
     MakePoints(count);
-    gText = new JsonText(16U << 20);
+    gText = new JsonText;
     gText->StartArray();
     for (const auto &[id, value] : Values()) {
         gText->String("point " + std::to_string(id) + " " + std::to_string(value));
@@ -34,18 +32,19 @@ void Prepare(unsigned count) {
 
 void WriteCompressed() {
     std::vector<std::string> files;
-    SaveJson({DataKind::kRealJson, true, kFolder, *LocalTime(kSampleTime), &files}, *gText,
+    SaveJson({DataKind::kRealJson, true, kFolder, *LocalTime(kSampleTime), &files}, gText->Text(),
              {0, __func__});
     if (files.size() != 1 || files[0].back() != 'z') {
         std::abort();
     }
 }
 
+template <int Level>
 void BareCompress() {
-    static Bytef output[20480];
+    static Bytef output[65536];
     uLongf length = sizeof output;
-    if (compress(output, &length, reinterpret_cast<const Bytef *>(gText->Text()),
-                 gText->Length() + 1) != Z_OK) {
+    if (compress2(output, &length, reinterpret_cast<const Bytef *>(gText->Text().Join()),
+                  gText->Text().Length() + 1, Level) != Z_OK) {
         std::abort();
     }
 }
@@ -55,7 +54,8 @@ void BareCompress() {
 
 int main(int argc, char **argv) {
     using namespace corvenna::bench;
-    return CostMain(
-        argc, argv, 1000,
-        {{"packfile", Prepare, WriteCompressed}, {"bare compress", Prepare, BareCompress}});
+    return CostMain(argc, argv, 1000,
+                    {{"packfile", Prepare, WriteCompressed},
+                     {"bare compress", Prepare, BareCompress<Z_DEFAULT_COMPRESSION>},
+                     {"level 1", Prepare, BareCompress<Z_BEST_SPEED>}});
 }

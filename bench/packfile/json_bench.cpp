@@ -1,10 +1,13 @@
 // One real-data document in JSON, from the snapshot to the written file, by every library at hand.
 
+#include <sys/stat.h>
+
 #include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #ifdef HAS_CJSON
@@ -23,6 +26,8 @@
 #include "base/json.h"
 #include "bench/packfile/points.h"
 #include "bench/support/cost.h"
+#include "config/channel_set.h"
+#include "packfile/value_text.h"
 #include "plugin/instances.h"
 
 namespace corvenna::bench {
@@ -34,6 +39,12 @@ void Prepare(unsigned count) {
     gDevices = &MakePoints(count);
 }
 
+/// As many devices of a few points each, for the cost of a device.
+void PrepareDevices(unsigned count) {
+    constexpr unsigned kFewPoints = 10;
+    gDevices = &MakePoints(kFewPoints * count, kFewPoints);
+}
+
 void WritePackFile() {
     char dir[] = "/tmp";
     std::vector<std::string> files;
@@ -41,6 +52,91 @@ void WritePackFile() {
     if (files.size() != 1) {
         std::abort();
     }
+}
+
+/// More than a point's entry takes, names and units of the benchmark's points included.
+constexpr std::size_t kPointRoom = 100;
+
+std::size_t DocumentRoom() {
+    std::size_t room = 1000;
+    for (const Device &device : *gDevices) {
+        room += kPointRoom * (device.points.size() + 1);
+    }
+    return room;
+}
+
+/// Id and value, by the pack file's own digits.
+struct PointDigits {
+    PointDigits(std::uint32_t id, double number)
+        : dblinkLength(PrintDataId(id, dblink)),
+          valueLength(PrintValue(number, value, sizeof value)) {}
+    explicit PointDigits(const Point &point) : PointDigits(point.id, point.value) {}
+    char dblink[kDataIdLength];
+    char value[15];
+    std::size_t dblinkLength;
+    std::size_t valueLength;
+};
+
+// Plain appending: every text is copied once into a fresh buffer of the right size, and that is
+// written. Nothing is escaped.
+
+std::string BeginAppending() {
+    std::string text;
+    text.reserve(DocumentRoom());
+    text.append("{\"logdt\":\"").append(kSampleTimeText).append("\",\"device\":[");
+    return text;
+}
+
+void AppendDevice(std::string &text, unsigned channel, unsigned device) {
+    text.append(text.back() == '[' ? "{\"id\":" : ",{\"id\":");
+    text.append(std::to_string(device)).append(",\"channel\":");
+    text.append(std::to_string(channel)).append(",\"node\":[");
+}
+
+void AppendPoint(std::string &text, const PointDigits &digits, std::string_view name,
+                 std::string_view unit) {
+    text.append(text.back() == '[' ? "{\"dblink\":\"" : ",{\"dblink\":\"");
+    text.append(digits.dblink, digits.dblinkLength).append("\",\"name\":\"");
+    text.append(name).append("\",\"unit\":\"").append(unit);
+    text.append("\",\"value\":\"").append(digits.value, digits.valueLength).append("\"}");
+}
+
+/// What cannot be left out: the points lie in the channel set and their values in the host's map,
+/// so both are walked side by side.
+void WriteAppending() {
+    std::string text = BeginAppending();
+    MAP_CHANNEL_POINT *channels = nullptr;
+    GetCChannelSetInstance()->GetAttr(&channels);
+    auto value = Values().cbegin();
+    for (const auto &[channel, devices] : *channels) {
+        for (const auto &[device, points] : devices) {
+            AppendDevice(text, channel, device);
+            for (const auto &[id, point] : points) {
+                while (value->first != id) {
+                    ++value;
+                }
+                AppendPoint(text, PointDigits(id, value->second), point.Name, point.EUUnits);
+            }
+            text.append("]}");
+        }
+    }
+    text.append("]}");
+    WriteText(text.data(), text.size());
+}
+
+/// The same from a list that holds the points one behind the other, with the lengths of their
+/// texts: nothing is walked or looked up either.
+void WriteAppendingList() {
+    std::string text = BeginAppending();
+    for (const Device &device : *gDevices) {
+        AppendDevice(text, device.channel, device.number);
+        for (const Point &point : device.points) {
+            AppendPoint(text, PointDigits(point), point.name, point.unit);
+        }
+        text.append("]}");
+    }
+    text.append("]}");
+    WriteText(text.data(), text.size());
 }
 
 struct PointTexts {
@@ -52,10 +148,11 @@ struct PointTexts {
     char value[15];
 };
 
-/// The straightforward way: a growing buffer, a format call for each text, lengths unknown.
-void WriteStraightforward() {
-    rapidjson::StringBuffer buffer;
-    rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
+using RapidWriter = rapidjson::Writer<rapidjson::StringBuffer>;
+
+/// writePoint(point) writes what lies in a point's object.
+template <class WritePoint>
+void SpellByRapidJson(RapidWriter &writer, WritePoint writePoint) {
     writer.StartObject();
     writer.Key("logdt");
     writer.String(kSampleTimeText);
@@ -70,16 +167,8 @@ void WriteStraightforward() {
         writer.Key("node");
         writer.StartArray();
         for (const Point &point : device.points) {
-            const PointTexts texts(point);
             writer.StartObject();
-            writer.Key("dblink");
-            writer.String(texts.dblink);
-            writer.Key("name");
-            writer.String(point.name.c_str());
-            writer.Key("unit");
-            writer.String(point.unit.c_str());
-            writer.Key("value");
-            writer.String(texts.value);
+            writePoint(point);
             writer.EndObject();
         }
         writer.EndArray();
@@ -87,6 +176,44 @@ void WriteStraightforward() {
     }
     writer.EndArray();
     writer.EndObject();
+}
+
+/// Its Writer at its best: a buffer of the right size, own digits, known lengths.
+void WriteRapidJson() {
+    rapidjson::StringBuffer buffer(nullptr, DocumentRoom());
+    RapidWriter writer(buffer);
+    const auto text = [&writer](const char *begin, std::size_t length) {
+        writer.String(begin, static_cast<rapidjson::SizeType>(length));
+    };
+    SpellByRapidJson(writer, [&](const Point &point) {
+        const PointDigits digits(point);
+        text("dblink", 6);
+        text(digits.dblink, digits.dblinkLength);
+        text("name", 4);
+        text(point.name.data(), point.name.size());
+        text("unit", 4);
+        text(point.unit.data(), point.unit.size());
+        text("value", 5);
+        text(digits.value, digits.valueLength);
+    });
+    WriteText(buffer.GetString(), buffer.GetSize());
+}
+
+/// The straightforward way: a growing buffer, a format call for each text, lengths unknown.
+void WriteStraightforward() {
+    rapidjson::StringBuffer buffer;
+    RapidWriter writer(buffer);
+    SpellByRapidJson(writer, [&writer](const Point &point) {
+        const PointTexts texts(point);
+        writer.Key("dblink");
+        writer.String(texts.dblink);
+        writer.Key("name");
+        writer.String(point.name.c_str());
+        writer.Key("unit");
+        writer.String(point.unit.c_str());
+        writer.Key("value");
+        writer.String(texts.value);
+    });
     WriteText(buffer.GetString(), buffer.GetSize());
 }
 
@@ -218,7 +345,9 @@ void PrepareNode(unsigned count) {
     }
     std::fclose(points);
     std::remove(kNodeAnswers);
-    std::system((std::string("mkfifo ") + kNodeAnswers).c_str());
+    if (mkfifo(kNodeAnswers, 0600) != 0) {
+        std::abort();
+    }
     gNodeInput =
         popen((std::string(NODE_COMMAND) + ' ' + kNodePoints + " >" + kNodeAnswers).c_str(), "w");
 }
@@ -241,6 +370,10 @@ int main(int argc, char **argv) {
     return CostMain(argc, argv, 10000,
                     {
                         {"packfile", Prepare, WritePackFile},
+                        {"devices", PrepareDevices, WritePackFile},
+                        {"appending", Prepare, WriteAppending},
+                        {"appending a list", Prepare, WriteAppendingList},
+                        {"RapidJSON", Prepare, WriteRapidJson},
                         {"straightforward", Prepare, WriteStraightforward},
 #ifdef HAS_CJSON
                         {"cJSON", Prepare, WriteCJson},

@@ -1,9 +1,6 @@
 #include "bench/packfile/points.h"
 
-#include <unistd.h>
-
 #include <cmath>
-#include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <fstream>
@@ -12,23 +9,9 @@
 #include "config/channel_set.h"
 #include "plugin/instances.h"
 
-extern "C" {
-// No messages and no pauses: neither belongs to the job that is measured.
-int __wrap_log_Text(int /*level*/, const char * /*format*/, ...) {
-    return 1;
-}
-int __wrap_log_DB(int /*level*/, const char * /*format*/, ...) {
-    return 1;
-}
-int __wrap_usleep(useconds_t /*microseconds*/) {
-    return 0;
-}
-}
-
 namespace corvenna::bench {
 namespace {
 
-constexpr unsigned kPointsPerDevice = 200;
 constexpr unsigned kDevicesPerChannel = 100;
 
 void AddToChannelSet(const Device &device, const Point &point) {
@@ -41,8 +24,8 @@ void AddToChannelSet(const Device &device, const Point &point) {
     GetCChannelSetInstance()->AddSamplePoint(attributes);
 }
 
-Point MakePoint(const Device &device, unsigned index) {
-    const unsigned number = index % kPointsPerDevice;
+Point MakePoint(const Device &device, unsigned index, unsigned pointsPerDevice) {
+    const unsigned number = index % pointsPerDevice;
     const std::uint32_t id = device.channel << 24 | device.number << 16 | number;
     const double value = std::sin(index * 0.7) * std::pow(10.0, index % 6);
     return {id, "Feeder " + std::to_string(number) + " Ua", index % 3 == 0 ? "kWh" : "V", value};
@@ -55,7 +38,7 @@ Real_Data_Struct &Values() {
     return values;
 }
 
-const std::vector<Device> &MakePoints(unsigned count) {
+const std::vector<Device> &MakePoints(unsigned count, unsigned pointsPerDevice) {
     setenv("TZ", "UTC0", 1);
     tzset();
     static std::vector<Device> devices;
@@ -63,15 +46,15 @@ const std::vector<Device> &MakePoints(unsigned count) {
         return devices;  // Google Benchmark prepares again for every repetition
     }
     for (unsigned index = 0; index < count; ++index) {
-        if (index % kPointsPerDevice == 0) {
-            const unsigned device = index / kPointsPerDevice;
+        if (index % pointsPerDevice == 0) {
+            const unsigned device = index / pointsPerDevice;
             devices.push_back(
                 {device / kDevicesPerChannel + 1, device % kDevicesPerChannel + 1, {}});
             const Device &added = devices.back();
             Values()[added.channel << 24 | added.number << 16 | 0x0100U] = 1;
         }
         Device &device = devices.back();
-        device.points.push_back(MakePoint(device, index));
+        device.points.push_back(MakePoint(device, index, pointsPerDevice));
         const Point &point = device.points.back();
         AddToChannelSet(device, point);
         Values()[point.id] = point.value;

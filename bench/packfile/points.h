@@ -22,10 +22,10 @@ struct Device {
     std::vector<Point> points;
 };
 
-/// The same points for every contender: devices of 200 points, values of all ordinary magnitudes.
+/// The same points for every contender, values of all ordinary magnitudes.
 /// Made once, by the first call.
 /// Fills the channel set of the single instance too, and sets the time zone to UTC.
-const std::vector<Device> &MakePoints(unsigned count);
+const std::vector<Device> &MakePoints(unsigned count, unsigned pointsPerDevice = 200);
 
 /// The snapshot that belongs to them.
 Real_Data_Struct &Values();

@@ -48,6 +48,12 @@ void Prepare(unsigned count) {
     }
 }
 
+/// As many devices of a few points each, for the cost of a device.
+void PrepareDevices(unsigned count) {
+    constexpr unsigned kFewPoints = 10;
+    MakePoints(kFewPoints * count, kFewPoints);
+}
+
 void WritePackFile() {
     char dir[] = "/tmp";
     std::vector<std::string> files;
@@ -122,6 +128,7 @@ int main(int argc, char **argv) {
     using namespace corvenna::bench;
     return CostMain(argc, argv, 10000,
                     {{"packfile", Prepare, WritePackFile},
+                     {"devices", PrepareDevices, WritePackFile},
                      {"bare tree", Prepare, WriteBareTree},
                      {"streaming writer", Prepare, WriteStreaming}});
 }

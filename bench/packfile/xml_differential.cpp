@@ -1,14 +1,17 @@
-// Saves generated documents with hostile texts twice, as a tree and through libxml2's streaming
-// writer, and counts those whose bytes or results differ.
+// Saves generated documents with hostile texts as a tree, as the pack file does it (entry by
+// entry), and through libxml2's streaming writer, and counts those whose bytes or results differ
+// from the tree's.
 //
 //     xml_differential COUNT FOLDER
 
 #include <libxml/parser.h>
 #include <libxml/tree.h>
 #include <libxml/xmlwriter.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <fstream>
 #include <iterator>
 #include <random>
@@ -17,12 +20,19 @@
 #include <vector>
 
 #include "base/xml.h"
+#include "packfile/output.h"
+#include "packfile/xml_lines.h"
 
 namespace corvenna::bench {
 namespace {
 
 using Node = std::pair<std::string, std::string>;
 using Document = std::vector<std::vector<Node>>;  // devices of nodes
+
+constexpr char kTime[] = "2024-03-05 07:08:09";
+constexpr char kNumber[] = "7";
+/// The name that the pack file gives to a document of the time zero.
+constexpr char kEntriesName[] = "/S19000100000000.xml";
 
 std::string RandomText(std::mt19937_64 &random) {
     static const char *const kPieces[] = {"a",
@@ -54,15 +64,15 @@ std::string RandomText(std::mt19937_64 &random) {
                                           "\xf4\x90\x80\x80"};
     std::string text;
     for (auto pieces = random() % 6; pieces > 0; --pieces) {
-        text += kPieces[random() % std::size(kPieces)];
+        text += kPieces[static_cast<std::size_t>(random() % std::size(kPieces))];
     }
     return text;
 }
 
 Document RandomDocument(std::mt19937_64 &random) {
-    Document document(random() % 3);
+    Document document(static_cast<std::size_t>(random() % 3));
     for (auto &device : document) {
-        device.resize(random() % 4);
+        device.resize(static_cast<std::size_t>(random() % 4));
         for (Node &node : device) {
             node = {RandomText(random), RandomText(random)};
         }
@@ -74,8 +84,10 @@ int SaveTree(const Document &document, const std::string &path) {
     const XmlDocument tree(xmlNewDoc(ToXml("1.0")));
     xmlNodePtr root = xmlNewNode(nullptr, ToXml("data"));
     xmlDocSetRootElement(tree.get(), root);
+    xmlNewProp(root, ToXml("logdt"), ToXml(kTime));
     for (const auto &device : document) {
         xmlNodePtr entry = xmlNewChild(root, nullptr, ToXml("device"), nullptr);
+        xmlNewProp(entry, ToXml("id"), ToXml(kNumber));
         for (const Node &node : device) {
             xmlNodePtr child = xmlNewChild(entry, nullptr, ToXml("node"), nullptr);
             xmlNewProp(child, ToXml("name"), ToXml(node.first.c_str()));
@@ -83,6 +95,25 @@ int SaveTree(const Document &document, const std::string &path) {
         }
     }
     return xmlSaveFormatFileEnc(path.c_str(), tree.get(), "UTF-8", 1);
+}
+
+int SaveByEntries(const Document &document, const std::string &folder) {
+    XmlLines lines;
+    XmlEntry entry("node", {"name", "unit"});
+    {
+        const XmlGuard guard;
+        lines.Begin("data", {{"logdt", kTime}});
+        for (const auto &device : document) {
+            lines.Begin("device", {{"id", kNumber}});
+            for (const Node &node : device) {
+                lines.Entry(entry, {node.first.c_str(), node.second.c_str()});
+            }
+            lines.End("device");
+        }
+        lines.End("data");
+    }
+    std::vector<std::string> files;
+    return SaveXml({DataKind::kRealXml, false, folder.c_str(), std::tm{}, &files}, lines.Text());
 }
 
 /// The sum of the byte counts that the writer's calls return, -1 when one of them fails.
@@ -109,8 +140,10 @@ int SaveStreaming(const Document &document, const std::string &path) {
     ByteCount count;
     count.Add(xmlTextWriterStartDocument(writer, "1.0", "UTF-8", nullptr));
     count.Add(xmlTextWriterStartElement(writer, ToXml("data")));
+    count.Add(xmlTextWriterWriteAttribute(writer, ToXml("logdt"), ToXml(kTime)));
     for (const auto &device : document) {
         count.Add(xmlTextWriterStartElement(writer, ToXml("device")));
+        count.Add(xmlTextWriterWriteAttribute(writer, ToXml("id"), ToXml(kNumber)));
         for (const Node &node : device) {
             count.Add(xmlTextWriterStartElement(writer, ToXml("node")));
             count.Add(
@@ -131,21 +164,46 @@ std::string Content(const std::string &path) {
     return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
 }
 
-void Compare(unsigned long count, const std::string &folder) {
-    std::mt19937_64 random(20240305);
+/// How many documents of one way differ from the tree's.
+struct Difference {
+    void Count(const std::string &tree, int treeResult, const std::string &other, int result) {
+        bytes += tree == other ? 0 : 1;
+        results += treeResult == result ? 0 : 1;
+    }
+    void Print(const char *way) const {
+        std::printf("%s: different bytes %lu, different results %lu\n", way, bytes, results);
+    }
     unsigned long bytes = 0;
     unsigned long results = 0;
+};
+
+void Compare(unsigned long count, const std::string &folder) {
+    std::mt19937_64 random(20240305);
+    Difference entries;
+    Difference streaming;
     for (unsigned long i = 0; i < count; ++i) {
         const Document document = RandomDocument(random);
-        const int tree = SaveTree(document, folder + "/tree.xml");
+        const int treeResult = SaveTree(document, folder + "/tree.xml");
+        const std::string tree = Content(folder + "/tree.xml");
+        const int byEntries = SaveByEntries(document, folder);
+        entries.Count(tree, treeResult, Content(folder + kEntriesName), byEntries);
         const int streamed = SaveStreaming(document, folder + "/streamed.xml");
-        bytes += Content(folder + "/tree.xml") == Content(folder + "/streamed.xml") ? 0 : 1;
-        results += tree == streamed ? 0 : 1;
+        streaming.Count(tree, treeResult, Content(folder + "/streamed.xml"), streamed);
     }
-    std::printf("documents %lu, different bytes %lu, different results %lu\n", count, bytes,
-                results);
+    std::printf("documents %lu\n", count);
+    entries.Print("entry by entry");
+    streaming.Print("streaming writer");
+}
+
+void CompareOnFullDevice(const std::string &folder) {
     const Document one{{{"Ua", "V"}}};
-    std::printf("full device: tree %d, streaming writer %d\n", SaveTree(one, "/dev/full"),
+    std::remove((folder + kEntriesName).c_str());
+    if (symlink("/dev/full", (folder + kEntriesName).c_str()) != 0) {
+        std::perror("symlink");
+        return;
+    }
+    std::printf("full device: tree %d, entry by entry %d, streaming writer %d\n",
+                SaveTree(one, "/dev/full"), SaveByEntries(one, folder),
                 SaveStreaming(one, "/dev/full"));
 }
 
@@ -158,5 +216,6 @@ int main(int argc, char **argv) {
         return 2;
     }
     corvenna::bench::Compare(std::strtoul(argv[1], nullptr, 10), argv[2]);
+    corvenna::bench::CompareOnFullDevice(argv[2]);
     return 0;
 }

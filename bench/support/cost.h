@@ -14,13 +14,14 @@ struct Contender {
 
 /// main of a benchmark program:
 ///
-///     PROGRAM                          wall time of every contender, by Google Benchmark
+///     PROGRAM [--size=SIZE] [...]      wall time of every contender, by Google Benchmark and its
+///                                      options
 ///     PROGRAM --list                   the names of the countable contenders
-///     PROGRAM CONTENDER SIZE COUNT     prepares for SIZE, does the job COUNT times and prints the
-///                                      heap's part of one job: "allocations N peak BYTES kept
-///                                      BYTES"
+///     PROGRAM CONTENDER SIZE COUNT     prepares for SIZE, does the job COUNT times and prints what
+///                                      callgrind does not see of one job: "allocations N peak
+///                                      BYTES kept BYTES paused MICROSECONDS"
 ///
-/// bench/measure runs the last form under callgrind with two counts; the difference is the job's
+/// bench/run runs the last form under callgrind with two counts; the difference is the job's
 /// own instructions, without those of start-up and preparation.
 int CostMain(int argc, char **argv, unsigned size, std::initializer_list<Contender> contenders);
 
