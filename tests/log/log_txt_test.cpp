@@ -116,7 +116,7 @@ TEST(LogTxt, AnEmptyQueueMakesNothing) {
 }
 
 TEST(LogTxt, AFileThatCannotBeOpenedIsPrintedAndTheEntriesStay) {
-    const std::string name = DayFile(std::time(nullptr));
+    const std::string name = TodaysFile();
     mkdir(kFolder, 0755);
     mkdir(name.c_str(), 0755);
     CLogTxt sink;
@@ -128,7 +128,7 @@ TEST(LogTxt, AFileThatCannotBeOpenedIsPrintedAndTheEntriesStay) {
 }
 
 TEST(LogTxt, APipeIsNoDayFile) {
-    const std::string name = DayFile(std::time(nullptr));
+    const std::string name = TodaysFile();
     mkdir(kFolder, 0755);
     ASSERT_EQ(0, mkfifo(name.c_str(), 0600));
     CLogTxt sink;
@@ -143,7 +143,7 @@ TEST(LogTxt, ATerminalIsNoDayFileAndNotTheHosts) {
     if (terminal.Path().empty()) {
         GTEST_SKIP() << "there are no terminals here";
     }
-    const std::string name = DayFile(std::time(nullptr));
+    const std::string name = TodaysFile();
     mkdir(kFolder, 0755);
     ASSERT_EQ(0, symlink(terminal.Path().c_str(), name.c_str()));
     EXPECT_EXIT(
@@ -181,7 +181,7 @@ TEST(LogTxt, TheFileStopsGrowingBeyondOneMebibyte) {
     } kSizes[] = {{1048575, true}, {1048576, true}, {1048577, false}, {2097152, false}};
     for (const auto &size : kSizes) {
         SCOPED_TRACE(size.size);
-        const std::string name = DayFile(std::time(nullptr));
+        const std::string name = TodaysFile();
         WriteFile(name, std::string(size.size, 'o'));
         CLogTxt sink;
         std::list<ST_TXT_LOG_NODE> queue{Node("a"), Node("b")};
@@ -193,7 +193,7 @@ TEST(LogTxt, TheFileStopsGrowingBeyondOneMebibyte) {
 }
 
 TEST(LogTxt, ABatchMayCarryTheFilePastTheLimit) {
-    const std::string name = DayFile(std::time(nullptr));
+    const std::string name = TodaysFile();
     WriteFile(name, std::string(1048576, 'o'));
     CLogTxt sink;
     EXPECT_EQ(0, Write(sink, std::list<ST_TXT_LOG_NODE>(10, Node("a"))));
