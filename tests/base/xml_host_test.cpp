@@ -13,8 +13,8 @@
 
 #include "base/xml.h"
 #include "base/xml_tree.h"
-#include "tests/base/xml_lock_limit.h"
 #include "tests/support/files.h"
+#include "tests/support/xml_lock_wait.h"
 
 namespace corvenna::test {
 namespace {
@@ -202,7 +202,7 @@ bool ChildLives() {
 }
 
 TEST(ForkedChild, UsesTheLibraryWhateverOthersWereDoing) {
-    gXmlLockSecondsMore = kPatienceSeconds;
+    XmlLockWait::Prolong(kPatienceSeconds);
     const BusyThread one;
     const BusyThread two;
     for (int i = 0; i < 200; ++i) {

@@ -9,13 +9,12 @@
 #include <cerrno>
 #include <ctime>
 
-#include "tests/base/xml_lock_limit.h"
+#include "tests/support/xml_lock_wait.h"
 
 namespace {
 
 std::atomic<int> gRefusals{0};
 std::atomic<int> gGranted{0};
-timespec gUntil{};  // of the last wait with a limit
 
 }  // namespace
 
@@ -31,25 +30,9 @@ int __wrap_pthread_rwlock_rdlock(pthread_rwlock_t *lock) {
     ++gGranted;
     return __real_pthread_rwlock_rdlock(lock);
 }
-
-int __real_pthread_rwlock_clockwrlock(pthread_rwlock_t *lock, clockid_t clock,
-                                      const timespec *until);
-int __wrap_pthread_rwlock_clockwrlock(pthread_rwlock_t *lock, clockid_t clock,
-                                      const timespec *until);
-
-int __wrap_pthread_rwlock_clockwrlock(pthread_rwlock_t *lock, clockid_t clock,
-                                      const timespec *until) {
-    gUntil = *until;
-    timespec later = *until;
-    later.tv_sec += corvenna::test::gXmlLockSecondsMore;
-    return __real_pthread_rwlock_clockwrlock(lock, clock, &later);
-}
 }
 
 namespace corvenna::test {
-
-std::atomic<std::time_t> gXmlLockSecondsMore{0};
-
 namespace {
 
 TEST(XmlSharedLock, IsAskedForAgainWhileTooManyHoldIt) {
@@ -72,8 +55,8 @@ TEST(XmlLock, HoldsAForkUpForASecondAtMost) {
         _exit(0);
     }
     ASSERT_EQ(child, waitpid(child, nullptr, 0));
-    EXPECT_LE(before + 1, gUntil.tv_sec);
-    EXPECT_GE(Now() + 1, gUntil.tv_sec);
+    EXPECT_LE(before + 1, XmlLockWait::Limit());
+    EXPECT_GE(Now() + 1, XmlLockWait::Limit());
 }
 
 }  // namespace

@@ -33,23 +33,7 @@
 #include "tests/proof/world.h"
 #include "tests/support/files.h"
 #include "tests/support/scripted_server.h"
-
-extern "C" {
-
-int __real_pthread_rwlock_clockwrlock(pthread_rwlock_t *lock, clockid_t clock,
-                                      const timespec *until);
-int __wrap_pthread_rwlock_clockwrlock(pthread_rwlock_t *lock, clockid_t clock,
-                                      const timespec *until);
-
-/// A fork waits for those who are using libxml2, for a second at most. Here all of them come to an
-/// end; on a busy machine, not in time.
-int __wrap_pthread_rwlock_clockwrlock(pthread_rwlock_t *lock, clockid_t clock,
-                                      const timespec *until) {
-    constexpr std::time_t kMore = 60;
-    const timespec later{until->tv_sec + kMore, until->tv_nsec};
-    return __real_pthread_rwlock_clockwrlock(lock, clock, &later);
-}
-}
+#include "tests/support/xml_lock_wait.h"
 
 namespace corvenna::test {
 namespace {
@@ -58,6 +42,8 @@ constexpr int kThreads = 16;
 constexpr std::size_t kStackBytes = std::size_t{256} * 1024;
 constexpr std::time_t kSampleTime = 1709622489;
 constexpr int kFilesAreWaitingEvery = 20;
+// Those whom a fork waits for come to an end here; on a busy machine, not in a second.
+constexpr std::time_t kForkWaitsLonger = 60;
 
 struct Setting {
     int seconds = 60;
@@ -298,6 +284,7 @@ bool Start(const Cloud &cloud, const Setting &setting) {
 }
 
 int Run(const Setting &setting) {
+    XmlLockWait::Prolong(kForkWaitsLonger);
     const Cloud cloud(setting);
     const int output = HideOutput();
     if (!Start(cloud, setting)) {
