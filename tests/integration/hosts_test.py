@@ -15,7 +15,6 @@ import made  # noqa: E402, needs the path
 import cloud_server  # noqa: E402, of tests/tools/cloud, where the line before looks
 
 RUN_SECONDS = 120
-RECALLED = "2030-01-01 00:00:00"
 # Values of the small plant, one with a limit that it is over.
 VALUES = "".join(line.removeprefix("real ") + "\n" for line in made.VALUES.splitlines()
                  if line.startswith("real 0")).replace("229.87", "229.87 200")
@@ -65,8 +64,10 @@ class Host:
     def test_a_recall_is_served_and_acknowledged(self):
         cloud = self.cloud()
         self.configure(cloud.ready["http"])
-        now = time.strftime("%Y-%m-%d %H:%M:%S", time.gmtime())
-        self.assertEqual(cloud.recall(now, RECALLED, sn=made.SERIAL).status, 201)
+        now = time.time()
+        recalled = [time.strftime("%Y-%m-%d %H:%M:%S", time.gmtime(at))
+                    for at in (now, now + RUN_SECONDS)]
+        self.assertEqual(cloud.recall(*recalled, sn=made.SERIAL).status, 201)
         self.assert_ran(self.run_once())
         cloud.traced(lambda entry: entry["method"] == "DELETE" and entry["status"] == 204)
         # The sample by itself, then for the recall.
