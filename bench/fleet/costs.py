@@ -55,7 +55,7 @@ def counted_by(clouds):
     opener = urllib.request.build_opener(urllib.request.ProxyHandler({}))
     sums = dict.fromkeys(METRICS, 0)
     for cloud in clouds:
-        with opener.open(cloud.page.rstrip("/") + "/metrics") as answer:
+        with opener.open(cloud.page.rstrip("/") + "/metrics", timeout=90) as answer:
             lines = answer.read().decode().splitlines()
         for line in lines:
             name, value = line.partition("{")[0].split(" ")[0], line.rsplit(" ", 1)[-1]
