@@ -30,6 +30,7 @@ using std::chrono::milliseconds;
 // of one channel with one device.
 constexpr milliseconds kExchange{200};
 constexpr milliseconds kProduction{600};
+// So often, without pauses, is too often also where the machine stands still for a while.
 constexpr int kMany = 20;
 constexpr int kChanges = 10;
 
@@ -210,7 +211,7 @@ private:
         } else if (Is("file-kept")) {
             Make(start_, some);
         } else if (Is("real-pace")) {
-            for (int before = 6; before > 0; --before) {
+            for (int before = kMany; before > 0; --before) {
                 unlink(Make(start_ - before, some).c_str());
             }
         }
@@ -224,7 +225,6 @@ private:
             unlink(first.c_str());
         }
         std::string second = Make(start_ + 1, values_);
-        // Without pauses often enough that no standstill of the machine makes it seldom.
         const int tries = Is("retry-pause") ? kMany : 2;
         for (int failures = 0; failures < tries; ++failures) {
             uploadValues_(second.data());

@@ -24,6 +24,8 @@ SCENARIOS = {"init-stop": "unusable", "off-stop": "off"}
 UNTIL_SHOWN = pathlib.Path(__file__).resolve().parent / "until_shown.py"
 # The kit forgives what is late by one: a thread of the reference host that stands still for a while.
 INTERVAL = 5
+# Each of these does something too often: seldom enough is only who stands still for most of a minute.
+PACES = ("real-pace", "retry-pause", "recall-pace")
 PATIENCE = 240  # with a host that ends by itself
 SECONDS = 30  # of one that is asked to
 ALL = [row[0] for row in conformed.clauses("host")]
@@ -64,7 +66,7 @@ def host(clause, folder):
 
 def judge(clause, *options):
     folder = tempfile.mkdtemp(prefix=clause, dir=FOLDER.name)
-    interval = 3 if clause == "real-pace" else 1
+    interval = 3 if clause in PACES else 1
     return conformed.run("host", "--json", "--interval", interval, *options, "--",
                          *host(clause, folder))
 
