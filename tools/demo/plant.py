@@ -19,6 +19,7 @@ PROJECT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file
 SERIAL = "GW000001"
 # For what takes a moment; it bounds a program that hangs, also on a machine that is busy and slow.
 PATIENCE = 180
+TICK = 0.05
 
 
 class NotReady(Exception):
@@ -36,7 +37,21 @@ def wait_for(what, check, seconds, alive=None):
             alive()
         if time.monotonic() > end:
             raise NotReady(f"{what}: not within {seconds} s")
-        time.sleep(0.05)
+        time.sleep(TICK)
+
+
+def time_lost_until_end(process, seconds):
+    """Waits for the end of a process. Returns for how many seconds this machine did not come to it
+    meanwhile: those pass for whoever waits only so long for something."""
+    lost, last = 0, time.monotonic()
+    end = last + seconds
+    while process.poll() is None:
+        if last > end:
+            raise NotReady(f"the end of {process.pid}: not within {seconds} s")
+        time.sleep(TICK)
+        now = time.monotonic()
+        lost, last = lost + now - last - TICK, now
+    return lost
 
 
 def bound(command, number=signal.SIGTERM):

@@ -11,7 +11,14 @@ import subprocess
 import sys
 import time
 
-RECORD = pathlib.Path(os.environ["CORVENNA_CONFORM_RECORD"])
+PROJECT = pathlib.Path(__file__).resolve().parents[3]
+sys.path.insert(0, str(PROJECT / "tools/demo"))
+
+import plant  # noqa: E402, needs the path
+
+PATIENCE = 200
+STOOD_STILL = "this machine stood still while the host ended"
+RECORD = pathlib.Path(os.environ.get("CORVENNA_CONFORM_RECORD", ""))
 
 
 def calls():
@@ -45,6 +52,8 @@ def main():
         if host.poll() is None:
             pathlib.Path(f"{RECORD}.stop").touch()
             host.terminate()
+            if plant.time_lost_until_end(host, PATIENCE) > 5:
+                print(STOOD_STILL, file=sys.stderr)
     return host.returncode
 
 

@@ -381,7 +381,11 @@ class Stopping(Plant):
         self.offer(seconds=2)  # the gateway waits for ten
         self.run_gateway()
         self.wait("a download", lambda: self.cloud.of_gateway("/files")[0]["begun"])
-        self.assertEqual(self.gateway.stop(PATIENCE), 0)
+        self.gateway.process.send_signal(signal.SIGTERM)
+        lost = plant.time_lost_until_end(self.gateway.process, PATIENCE)
+        self.assertEqual(self.gateway.process.returncode, 0)
+        if lost > 5:
+            self.skipTest(f"this machine stood still for {lost:.0f} s of the gateway's ten")
         self.check_offer_is_done()
 
     def test_a_broken_connection_is_no_reason_to_end(self):
