@@ -20,10 +20,4 @@ void CheckForwarding(const Plant &plant, Findings &findings);
 /// What does not fit what the plug-in has room for.
 void CheckSizes(const Plant &plant, Findings &findings);
 
-/// Bytes of the list of devices before it is deflated, as the plug-in makes it.
-std::string DeviceList(const Plant &plant);
-/// A snapshot with values like measured ones.
-std::string Snapshot(const Plant &plant);
-std::size_t DeflatedBytes(const std::string &document);
-
 }  // namespace corvenna::check

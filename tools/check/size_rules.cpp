@@ -6,13 +6,11 @@
 
 #include "base/json.h"
 #include "tools/check/plant_rules.h"
+#include "tools/check/sizes.h"
 
 namespace corvenna::check {
 
 namespace {
-
-constexpr std::size_t kBody = 20480;
-constexpr std::size_t kPlainBody = kBody - 2;  // what the plug-in copies of a text
 
 using Devices = std::map<std::pair<std::uint8_t, std::uint8_t>, std::size_t>;
 using Json = rapidjson::Writer<rapidjson::StringBuffer>;
@@ -199,11 +197,21 @@ std::string XmlSnapshot(const Plant &plant) {
     return InXml(Attribute("logdt", "2024-03-05 07:08:09"), content);
 }
 
+std::size_t DeflatedBytes(const std::string &document) {
+    const auto length = static_cast<uLong>(document.size() + 1);  // its NUL goes along
+    std::string output(compressBound(length), '\0');
+    auto bytes = static_cast<uLongf>(output.size());
+    if (compress(reinterpret_cast<Bytef *>(output.data()), &bytes,
+                 reinterpret_cast<const Bytef *>(document.c_str()), length) != Z_OK) {
+        throw std::bad_alloc();
+    }
+    return bytes;
+}
+
 void CheckDeviceList(const Plant &plant, Findings &findings) {
-    const std::string list = DeviceList(plant);
     const bool compress = plant.settings->compress;
-    const std::size_t bytes = compress ? DeflatedBytes(list) : list.size();
-    const std::size_t most = compress ? kBody : kPlainBody;
+    const std::size_t bytes = DeviceListBytes(plant);
+    const std::size_t most = MostDeviceListBytes(compress);
     if (bytes <= most) {
         return;
     }
@@ -223,9 +231,9 @@ void CheckSnapshot(const Plant &plant, Findings &findings) {
     if (!plant.settings->compress) {
         return;
     }
-    const std::string snapshot = Snapshot(plant);
+    const std::string snapshot = plant.settings->IsXml() ? XmlSnapshot(plant) : JsonSnapshot(plant);
     const std::size_t bytes = DeflatedBytes(snapshot);
-    if (bytes <= kBody) {
+    if (bytes <= kBodyBytes) {
         return;
     }
     findings.push_back(
@@ -238,23 +246,9 @@ void CheckSnapshot(const Plant &plant, Findings &findings) {
 
 }  // namespace
 
-std::string DeviceList(const Plant &plant) {
-    return plant.settings->IsXml() ? XmlList(plant) : JsonList(plant);
-}
-
-std::string Snapshot(const Plant &plant) {
-    return plant.settings->IsXml() ? XmlSnapshot(plant) : JsonSnapshot(plant);
-}
-
-std::size_t DeflatedBytes(const std::string &document) {
-    const auto length = static_cast<uLong>(document.size() + 1);  // its NUL goes along
-    std::string output(compressBound(length), '\0');
-    auto bytes = static_cast<uLongf>(output.size());
-    if (compress(reinterpret_cast<Bytef *>(output.data()), &bytes,
-                 reinterpret_cast<const Bytef *>(document.c_str()), length) != Z_OK) {
-        throw std::bad_alloc();
-    }
-    return bytes;
+std::size_t DeviceListBytes(const Plant &plant) {
+    const std::string list = plant.settings->IsXml() ? XmlList(plant) : JsonList(plant);
+    return plant.settings->compress ? DeflatedBytes(list) : list.size();
 }
 
 void CheckSizes(const Plant &plant, Findings &findings) {

@@ -128,7 +128,7 @@ void WritePoints(const std::string &path, const Device &device) {
 void WriteDevice(const XmlElement &channel, const Device &device) {
     channel.Child("Dev")
         .Set("DeviceName", device.name)
-        .Set("Name", std::string(kConfigFolder) + "/" + PointFileName(device))
+        .Set("Name", PointFilePath(device))
         .Set("Protocol", device.protocol)
         .Set("Desc", device.description)
         .Set("SlaveId", device.address)
@@ -174,6 +174,10 @@ std::string PointFileName(const Device &device) {
         name += plain ? letter : '_';
     }
     return name + ".xml";
+}
+
+std::string PointFilePath(const Device &device) {
+    return std::string(kConfigFolder) + "/" + PointFileName(device);
 }
 
 std::string KeepConfiguration(const std::string &root, std::time_t now) {

@@ -44,6 +44,8 @@ constexpr const char *kConfigFolder = "/quorvane/Config";
 
 /// A device's name as the name of its point file: letters, digits, "-" and "_".
 std::string PointFileName(const Device &device);
+/// Below the root folder.
+std::string PointFilePath(const Device &device);
 
 /// Whether there is a configuration below the root already.
 bool HasConfiguration(const std::string &root);

@@ -6,6 +6,7 @@
 #include <iterator>
 #include <stdexcept>
 
+#include "tools/check/sizes.h"
 #include "tools/gateway/device_list.h"
 
 namespace corvenna::gateway {
@@ -114,7 +115,7 @@ void CheckOptions(const ConfigurationOptions &options) {
 
 void CheckDevices(const ConfigurationOptions &options, const Catalogue &devices) {
     for (const Device &device : devices) {
-        const std::string path = std::string(kConfigFolder) + "/" + PointFileName(device);
+        const std::string path = PointFilePath(device);
         Require(Fits(path) && Fits(device.description) && Fits(device.protocol),
                 "device '" + device.name + "': the plug-in keeps 126 characters of the path " +
                     path + ", and of a description");
@@ -125,12 +126,12 @@ void CheckDevices(const ConfigurationOptions &options, const Catalogue &devices)
         }
     }
     const std::size_t bytes = DeviceListBytes(devices, options.format, options.compress);
-    Require(bytes <= MostDeviceListBytes(options.compress),
-            std::to_string(devices.size()) + " devices are too many: the list of them has " +
-                std::to_string(bytes) + " bytes, and the plug-in sends at most " +
-                std::to_string(MostDeviceListBytes(options.compress)) +
-                ", so it could never register" +
-                (options.compress ? "" : "; --compress makes it shorter"));
+    const std::size_t most = check::MostDeviceListBytes(options.compress);
+    Require(bytes <= most, std::to_string(devices.size()) +
+                               " devices are too many: the list of them has " +
+                               std::to_string(bytes) + " bytes, and the plug-in sends at most " +
+                               std::to_string(most) + ", so it could never register" +
+                               (options.compress ? "" : "; --compress makes it shorter"));
 }
 
 void CheckCertificate(const ConfigurationOptions &options, const std::string &root) {

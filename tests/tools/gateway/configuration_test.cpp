@@ -15,6 +15,7 @@
 #include "plugin/instances.h"
 #include "tests/support/files.h"
 #include "tests/support/pauses.h"
+#include "tools/check/sizes.h"
 #include "tools/gateway/configuration_rules.h"
 #include "tools/gateway/device_list.h"
 #include "tools/gateway/exchange.h"
@@ -330,7 +331,7 @@ TEST_P(DeviceList, HasTheBytesThatThePluginSends) {
     WriteConfiguration("", options, devices);
     ASSERT_EQ(GetCSysSetInstance()->Open("/quorvane/Config/sys.xml"), 0);
     ASSERT_EQ(GetCChannelSetInstance()->Open("/quorvane/Config/Channel-template.xml"), 0);
-    std::vector<char> body(kBodyBytes);
+    std::vector<char> body(check::kBodyBytes);
     const int sent = GetCPackMemoryInstance()->CreateDevicesMemory(
         options.format.c_str(), body.data(), static_cast<int>(body.size()));
     EXPECT_EQ(DeviceListBytes(devices, options.format, options.compress),
@@ -355,7 +356,7 @@ INSTANTIATE_TEST_SUITE_P(Formats, DeviceList,
 
 TEST(Configuration, RefusesMoreDevicesThanTheListHasRoomFor) {
     Catalogue devices = ManyDevices(1);
-    while (DeviceListBytes(devices, "json", false) <= MostDeviceListBytes(false)) {
+    while (DeviceListBytes(devices, "json", false) <= check::MostDeviceListBytes(false)) {
         devices = ManyDevices(devices.size() + 1);
     }
     EXPECT_THAT([&] { WriteConfiguration("", {}, devices); },
