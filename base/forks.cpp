@@ -64,8 +64,14 @@ bool Register() {
     return pthread_atfork(BeforeFork, AfterForkInParent, AfterForkInChild) == 0;
 }
 
-// When the library is loaded: while one thread registers at its first use, another could fork.
-std::atomic<bool> gRegistered{Register()};
+std::atomic<bool> gRegistered{false};
+
+/// When the library is loaded: while one thread registers at its first use, another could fork.
+/// Before all others of ours, so that fork() takes this mutex last: who waits for it may hold
+/// libxml2.
+[[gnu::constructor(102)]] void RegisterFirst() {
+    gRegistered = Register();
+}
 
 }  // namespace
 

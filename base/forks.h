@@ -36,4 +36,8 @@ private:
     const bool nested_;
 };
 
+/// Held likewise by a thread in a call of the C library that takes a lock of its own which fork()
+/// leaves alone: a child would wait for it for ever.
+using NoForkMeanwhile = FirstUse;
+
 }  // namespace corvenna

@@ -1,15 +1,22 @@
 #include "base/local_time.h"
 
+#include "base/forks.h"
 #include "base/text.h"
 
 namespace corvenna {
 
 std::optional<std::tm> LocalTime(std::time_t time) {
     std::tm broken{};
+    const NoForkMeanwhile zone;
     if (localtime_r(&time, &broken) == nullptr) {
         return std::nullopt;
     }
     return broken;
+}
+
+std::time_t FromLocalTime(std::tm time) {
+    const NoForkMeanwhile zone;
+    return std::mktime(&time);
 }
 
 int CalendarYear(const std::tm &time) {

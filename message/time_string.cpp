@@ -2,6 +2,8 @@
 
 #include <cstdio>
 
+#include "base/local_time.h"
+
 namespace corvenna {
 
 std::time_t ReadTime(const char *text) {
@@ -14,7 +16,7 @@ std::time_t ReadTime(const char *text) {
     broken.tm_year -= 1900;
     broken.tm_mon -= 1;
     broken.tm_isdst = -1;
-    return std::mktime(&broken);
+    return FromLocalTime(broken);
 }
 
 }  // namespace corvenna

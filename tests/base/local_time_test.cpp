@@ -1,10 +1,50 @@
 #include "base/local_time.h"
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <atomic>
 #include <climits>
 #include <cstdlib>
+#include <functional>
+#include <future>
 #include <limits>
+#include <thread>
+#include <utility>
+
+#include "tests/support/fork_wait.h"
+
+namespace {
+
+/// Done, when set, by the next thread that asks the C library for its time zone.
+std::function<void()> gInTheZone;
+
+void BeInTheZone() {
+    if (gInTheZone) {
+        std::exchange(gInTheZone, nullptr)();
+    }
+}
+
+}  // namespace
+
+extern "C" {
+
+std::tm *__real_localtime_r(const std::time_t *time, std::tm *result);
+std::tm *__wrap_localtime_r(const std::time_t *time, std::tm *result);
+std::time_t __real_mktime(std::tm *time);
+std::time_t __wrap_mktime(std::tm *time);
+
+std::tm *__wrap_localtime_r(const std::time_t *time, std::tm *result) {
+    BeInTheZone();
+    return __real_localtime_r(time, result);
+}
+
+std::time_t __wrap_mktime(std::tm *time) {
+    BeInTheZone();
+    return __real_mktime(time);
+}
+}
 
 namespace corvenna::test {
 namespace {
@@ -35,6 +75,48 @@ TEST(LocalTime, IsNothingForATimeWithoutAYear) {
     }
     EXPECT_FALSE(LocalTime(std::numeric_limits<std::time_t>::max()));
     EXPECT_FALSE(LocalTime(std::numeric_limits<std::time_t>::min()));
+}
+
+TEST(LocalTime, IsTakenBackToItsTime) {
+    UseZone("XXX-8");
+    EXPECT_EQ(1709622489, FromLocalTime(*LocalTime(1709622489)));
+}
+
+constexpr unsigned kPatienceSeconds = 300;
+
+/// The C library's lock of its time zone stays in a child as another thread holds it.
+void ExpectAForkAwaits(const std::function<void()> &conversion) {
+    ForkWait wait;
+    std::promise<void> begun;
+    std::atomic<bool> leaves{false};
+    gInTheZone = [&] {
+        begun.set_value();
+        wait.Await();
+        leaves = true;
+    };
+    std::thread other([&] {
+        conversion();
+        wait.End();
+    });
+    begun.get_future().wait();
+    const pid_t child = fork();
+    if (child == 0) {
+        alarm(kPatienceSeconds);
+        _exit(leaves ? 1 : 0);
+    }
+    other.join();
+    int status = -1;
+    EXPECT_EQ(child, waitpid(child, &status, 0));
+    EXPECT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(1, WEXITSTATUS(status)) << "it was forked while another thread was in the zone";
+}
+
+TEST(LocalTime, IsAwaitedByAFork) {
+    ExpectAForkAwaits([] { LocalTime(1709622489); });
+}
+
+TEST(LocalTime, IsAwaitedByAForkOnItsWayBackToo) {
+    ExpectAForkAwaits([] { FromLocalTime({}); });
 }
 
 TEST(PrintTime, FillsUpWithZeroes) {
