@@ -11,6 +11,8 @@ std::optional<std::time_t> gNow;
 // Never destroyed: a writer may still ask while the process ends.
 auto &gAsked = *new std::optional<std::promise<void>>;
 std::atomic<std::time_t> gPassed{0};
+std::atomic<bool> gStandsStill{false};
+timespec gStoodStillAt{};  // set before it stands still
 
 }  // namespace
 
@@ -40,6 +42,7 @@ int __wrap_clock_gettime(clockid_t clock, timespec *result);
 int __wrap_clock_gettime(clockid_t clock, timespec *result) {
     const int failed = __real_clock_gettime(clock, result);
     if (clock == CLOCK_MONOTONIC) {
+        *result = gStandsStill ? gStoodStillAt : *result;
         result->tv_sec += gPassed;
     }
     return failed;
@@ -64,6 +67,15 @@ void ClockAt::Set(std::time_t now) {
 
 void LetPass(std::time_t seconds) {
     gPassed += seconds;
+}
+
+TimeStandsStill::TimeStandsStill() {
+    __real_clock_gettime(CLOCK_MONOTONIC, &gStoodStillAt);
+    gStandsStill = true;
+}
+
+TimeStandsStill::~TimeStandsStill() {
+    gStandsStill = false;
 }
 
 std::future<void> NextTimeAsked() {

@@ -20,6 +20,16 @@ public:
 /// WRAP clock_gettime.
 void LetPass(std::time_t seconds);
 
+/// As long as it lives, no time passes on that clock but what LetPass() lets pass: where a limit is
+/// counted down, no thread that stands still for a moment may take from it.
+class TimeStandsStill {
+public:
+    TimeStandsStill();
+    ~TimeStandsStill();
+    TimeStandsStill(const TimeStandsStill &) = delete;
+    TimeStandsStill &operator=(const TimeStandsStill &) = delete;
+};
+
 /// A future that is ready once any thread has asked for the time. One at a time.
 std::future<void> NextTimeAsked();
 

@@ -446,6 +446,7 @@ TEST(LogDatabase, TheDestructorWaitsTenSecondsAtMostForALockedDatabase) {
     FillTable(1);
     const Database reader = OpenDatabase();
     Execute(reader.get(), "BEGIN EXCLUSIVE");
+    const TimeStandsStill still;
     const PauseRecorder pauses;
     Printed([] {
         CLogDatabase sink;
@@ -461,6 +462,7 @@ TEST(LogDatabase, TheDestructorWaitsNoLongerWhenItsPausesTakeLongerThanAsked) {
     FillTable(1);
     const Database reader = OpenDatabase();
     Execute(reader.get(), "BEGIN EXCLUSIVE");
+    const TimeStandsStill still;
     PauseRecorder pauses;
     pauses.OnPause([] { LetPass(4); });
     Printed([] {
