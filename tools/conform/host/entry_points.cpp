@@ -160,7 +160,7 @@ int PlayUpload(const std::string &path) {
         state.files.size() == kUnlucky) {
         state.unlucky = name;
     }
-    if (++state.uploads == 3) {
+    if (++state.uploads >= 3) {
         PlayDownload();
     }
     return name == state.unlucky && state.failures++ < kFailures ? -1 : 0;

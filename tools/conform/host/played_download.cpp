@@ -41,9 +41,11 @@ void TellEnd() {
 
 void PlayDownload() {
     static std::atomic<bool> played{false};
-    if (played.exchange(true) || pthread_mutex_trylock(&down_file_mutex) != 0) {
+    // A host that just looks whether a download goes on has the mutex, too.
+    if (played || pthread_mutex_trylock(&down_file_mutex) != 0) {
         return;
     }
+    played = true;
     gDownloading = true;
     pthread_t thread;
     if (std::atexit(TellEnd) != 0 || pthread_create(&thread, nullptr, Download, nullptr) != 0) {
